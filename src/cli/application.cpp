@@ -1,0 +1,1 @@
+// The console application: filled in by the command-line front end.

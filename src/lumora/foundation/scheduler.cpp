@@ -1,0 +1,108 @@
+#include "lumora/foundation/scheduler.hpp"
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+
+#include "lumora/foundation/system.hpp"
+
+namespace lumora::scheduler {
+
+namespace {
+
+std::mutex arenaMutex;
+std::shared_ptr<tbb::task_arena> arena;
+std::atomic<int> configuredCount{0};
+
+std::shared_ptr<tbb::task_arena> currentArena() {
+    std::lock_guard lock(arenaMutex);
+    if (!arena) {
+        const int n = configuredCount.load() > 0 ? configuredCount.load() : utils::getLogicalProcessorCount();
+        arena = std::make_shared<tbb::task_arena>(n);
+    }
+    return arena;
+}
+
+}  // namespace
+
+void setWorkerCount(int n) {
+    const int count = n > 0 ? n : utils::getLogicalProcessorCount();
+    std::lock_guard lock(arenaMutex);
+    if (arena && configuredCount.load() == count) return;
+    configuredCount = count;
+    arena.reset();  // loops running on the old arena keep it alive through their own reference
+}
+
+int workerCount() {
+    const int n = configuredCount.load();
+    return n > 0 ? n : utils::getLogicalProcessorCount();
+}
+
+void parallelFor(std::int64_t begin, std::int64_t end, std::int64_t grain,
+                 const std::function<void(std::int64_t, std::int64_t)>& body) {
+    if (end <= begin) return;
+    grain = std::max<std::int64_t>(grain, 1);
+    if (end - begin <= grain) {
+        body(begin, end);
+        return;
+    }
+    auto a = currentArena();
+    a->execute([&] {
+        // simple_partitioner splits in halves down to the grain.
+        tbb::parallel_for(
+            tbb::blocked_range<std::int64_t>(begin, end, static_cast<size_t>(grain)),
+            [&](const tbb::blocked_range<std::int64_t>& r) { body(r.begin(), r.end()); },
+            tbb::simple_partitioner());
+    });
+}
+
+int currentThreadIndex() {
+    const int index = tbb::this_task_arena::current_thread_index();
+    return index >= 0 && index < threadSlots() ? index : -1;
+}
+
+int threadSlots() {
+    return std::max(workerCount(), utils::getLogicalProcessorCount());
+}
+
+StandbyThread::StandbyThread() : thread_([this] { loop(); }) {}
+
+StandbyThread::~StandbyThread() {
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    thread_.join();
+}
+
+std::future<void> StandbyThread::submit(std::function<void()> job) {
+    std::packaged_task<void()> task(std::move(job));
+    auto future = task.get_future();
+    {
+        std::lock_guard lock(mutex_);
+        jobs_.push(std::move(task));
+    }
+    wake_.notify_one();
+    return future;
+}
+
+void StandbyThread::loop() {
+    while (true) {
+        std::packaged_task<void()> task;
+        {
+            std::unique_lock lock(mutex_);
+            wake_.wait(lock, [this] { return stopping_ || !jobs_.empty(); });
+            if (jobs_.empty()) return;  // stopping, and every queued job has run
+            task = std::move(jobs_.front());
+            jobs_.pop();
+        }
+        task();
+    }
+}
+
+}  // namespace lumora::scheduler

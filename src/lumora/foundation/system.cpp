@@ -1,0 +1,38 @@
+#include "lumora/foundation/system.hpp"
+
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <thread>
+
+#include "lumora/foundation/exception.hpp"
+
+namespace lumora::utils {
+
+int getLogicalProcessorCount() {
+    const unsigned n = std::thread::hardware_concurrency();
+    return n == 0 ? 1 : static_cast<int>(n);
+}
+
+void secureRandom(void* buffer, std::size_t size) {
+    auto* p = static_cast<unsigned char*>(buffer);
+    while (size > 0) {
+        const ssize_t got = ::getrandom(p, size, 0);
+        if (got < 0) {
+            if (errno == EINTR) continue;
+            throw Exception("The secure random number source is not available.");
+        }
+        p += got;
+        size -= static_cast<std::size_t>(got);
+    }
+}
+
+std::filesystem::path getExecutableFilePath() {
+    std::error_code ec;
+    auto p = std::filesystem::read_symlink("/proc/self/exe", ec);
+    if (ec) return "lumora-image-editor";
+    return p;
+}
+
+}  // namespace lumora::utils
