@@ -1,3 +1,58 @@
-#include <gtest/gtest.h>
 #include "lumora/foundation/text.hpp"
-TEST(Text, Placeholder) { EXPECT_EQ(lumora::text::trim("  a "), "a"); }
+
+#include <gtest/gtest.h>
+
+namespace lumora::text {
+namespace {
+
+struct TrimCase {
+    std::string input;
+    std::string expected;
+};
+
+class TrimTest : public ::testing::TestWithParam<TrimCase> {};
+
+TEST_P(TrimTest, RemovesWhiteSpaceAtBothEndsOnly) { EXPECT_EQ(trim(GetParam().input), GetParam().expected); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, TrimTest,
+    ::testing::Values(TrimCase{"", ""}, TrimCase{"   ", ""}, TrimCase{" a b ", "a b"}, TrimCase{"\t\r\n\v\fx\n", "x"},
+                      // Unicode space separators count, no-break spaces do not.
+                      TrimCase{"\u3000\u2003x\u2028", "x"}, TrimCase{"\u00a0x\u00a0", "\u00a0x\u00a0"},
+                      TrimCase{"\u2007x", "\u2007x"}, TrimCase{" \u00e9 ", "\u00e9"}));
+
+TEST(Text, ExplodeKeepsOrSkipsEmptyPieces) {
+    EXPECT_EQ(explode("1;;2;", ";"), (std::vector<std::string>{"1", "", "2", ""}));
+    EXPECT_EQ(explode("1;;2;", ";", ExplodeMode::SkipEmpty), (std::vector<std::string>{"1", "2"}));
+    EXPECT_EQ(explode("", ";"), (std::vector<std::string>{""}));
+    EXPECT_EQ(explode("a<>b<>c", "<>"), (std::vector<std::string>{"a", "b", "c"}));
+}
+
+TEST(Text, ReplaceAllScansLeftToRightWithoutRescanning) {
+    EXPECT_EQ(replaceAll("aaa", "aa", "b"), "ba");
+    EXPECT_EQ(replaceAll("colorMap.colorMapX", "colorMap", "cm"), "cm.cmX");
+    EXPECT_EQ(replaceAll("abc", "x", "y"), "abc");
+    EXPECT_EQ(replaceAll("a.b", ".", ".."), "a..b");
+}
+
+TEST(Text, LowerCasesAsciiOnly) { EXPECT_EQ(toLower("ColorMap.\u00c9X"), "colormap.\u00c9x"); }
+
+TEST(Text, Utf16RoundTripIncludesSurrogatePairs) {
+    const std::string s = "a\u00e9\u20ac\U0001F600";
+    const std::u16string u = toUtf16(s);
+    ASSERT_EQ(u.size(), 5u);
+    EXPECT_EQ(u[3], 0xD83D);
+    EXPECT_EQ(u[4], 0xDE00);
+    EXPECT_EQ(fromUtf16(u), s);
+}
+
+TEST(Text, MalformedUtf8IsDetectedAndDecodedAsReplacement) {
+    EXPECT_TRUE(isValidUtf8("plain \u00e9"));
+    for (const std::string bad : {"\xff", "\xc3", "\xe2\x82", "\xc0\xaf", "\xed\xa0\x80"}) {
+        EXPECT_FALSE(isValidUtf8(bad)) << bad.size();
+        EXPECT_EQ(toUtf32(bad)[0], U'\uFFFD');
+    }
+}
+
+}  // namespace
+}  // namespace lumora::text

@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <numeric>
+#include <set>
+
+#include "lumora/foundation/bitmap.hpp"
+#include "lumora/foundation/exception.hpp"
+#include "lumora/foundation/float4.hpp"
+#include "lumora/foundation/hash.hpp"
+#include "lumora/foundation/scheduler.hpp"
+#include "lumora/foundation/system.hpp"
+#include "lumora/foundation/wildcards.hpp"
+
+namespace lumora {
+namespace {
+
+TEST(Exception, StopNamesTheSourceFileAndLine) {
+    try {
+        const int line = __LINE__; LUMORA_STOP();  // NOLINT
+        FAIL() << line;
+    } catch (const Exception& e) {
+        // std::string(__FILE__) is only known here, so the line is what this test pins.
+        EXPECT_TRUE(std::string(e.what()).ends_with("foundation_test.cpp(" + std::to_string(__LINE__ - 4) + ")"))
+            << e.what();
+    }
+    // Library sources are named relative to the source tree, not by an absolute path.
+    try {
+        Bitmap<float> bad(-1, 1);
+        FAIL();
+    } catch (const Exception& e) {
+        EXPECT_TRUE(std::string(e.what()).starts_with("STOP@lumora/foundation/bitmap.hpp(")) << e.what();
+    }
+}
+
+TEST(Hash, IsFnv1a64) {
+    EXPECT_EQ(utils::hash("", 0), 0xcbf29ce484222325ULL);
+    EXPECT_EQ(utils::hash("a", 1), 0xaf63dc4c8601ec8cULL);
+    EXPECT_EQ(utils::hash("foobar", 6), 0x85944171f73967e8ULL);
+}
+
+TEST(SecureRandom, FillsWithVaryingBytes) {
+    std::uint64_t a = 0, b = 0;
+    utils::secureRandom(&a, sizeof a);
+    utils::secureRandom(&b, sizeof b);
+    EXPECT_NE(a, b);
+}
+
+TEST(Wildcards, MatchesAreSortedAndNoMatchGivesNothing) {
+    const auto dir = std::filesystem::path(LUMORA_TEST_TMP) / "wildcards";
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    for (const char* name : {"b.lxr", "a.lxr", "c.exr"}) std::ofstream(dir / name) << "x";
+    const auto found = io::resolvePathWildcards((dir / "*.lxr").string());
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0].filename(), "a.lxr");
+    EXPECT_EQ(found[1].filename(), "b.lxr");
+    EXPECT_TRUE(io::resolvePathWildcards((dir / "*.png").string()).empty());
+    EXPECT_TRUE(io::resolvePathWildcards("").empty());
+}
+
+TEST(Scheduler, ParallelForCoversEveryIndexOnceWithinTheGrain) {
+    for (int workers : {1, 2, 4}) {
+        scheduler::setWorkerCount(workers);
+        std::vector<std::atomic<int>> hits(1003);
+        std::atomic<std::int64_t> largestPiece{0};
+        scheduler::parallelFor(0, 1003, 10, [&](std::int64_t b, std::int64_t e) {
+            std::int64_t seen = largestPiece.load();
+            while (e - b > seen && !largestPiece.compare_exchange_weak(seen, e - b)) {
+            }
+            for (auto i = b; i < e; ++i) hits[static_cast<size_t>(i)]++;
+        });
+        for (auto& h : hits) ASSERT_EQ(h.load(), 1);
+        EXPECT_LE(largestPiece.load(), 10);
+    }
+    scheduler::setWorkerCount(0);
+}
+
+TEST(Scheduler, ParallelForRethrowsTheBodysException) {
+    EXPECT_THROW(scheduler::parallelFor(0, 100, 1,
+                                        [](std::int64_t b, std::int64_t) {
+                                            if (b == 57) throw Exception("row 57");
+                                        }),
+                 Exception);
+    int calls = 0;
+    scheduler::parallelFor(5, 5, 1, [&](std::int64_t, std::int64_t) { ++calls; });
+    EXPECT_EQ(calls, 0);
+}
+
+TEST(Scheduler, PerThreadAccumulatorsSumToTheSerialResult) {
+    scheduler::PerThread<double> sums(0.0);
+    scheduler::parallelFor(0, 100000, 64, [&](std::int64_t b, std::int64_t e) {
+        double local = 0;
+        for (auto i = b; i < e; ++i) local += static_cast<double>(i);
+        sums.local([&](double& s) { s += local; });
+    });
+    sums.local([](double& s) { s += 1; });  // the main thread outside a loop uses the foreign slot
+    double total = 0;
+    sums.forEach([&](double s) { total += s; });
+    EXPECT_EQ(total, 99999.0 * 100000.0 / 2 + 1);
+}
+
+TEST(Scheduler, StandbyThreadRunsJobsInOrderOnOneThread) {
+    scheduler::StandbyThread standby;
+    std::vector<int> order;
+    std::set<std::thread::id> threads;
+    std::vector<std::future<void>> done;
+    for (int i = 0; i < 20; ++i) {
+        done.push_back(standby.submit([&, i] {
+            order.push_back(i);
+            threads.insert(std::this_thread::get_id());
+        }));
+    }
+    for (auto& f : done) f.get();
+    EXPECT_EQ(threads.size(), 1u);
+    EXPECT_EQ(threads.count(std::this_thread::get_id()), 0u);
+    std::vector<int> expected(20);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(order, expected);
+    EXPECT_THROW(standby.run([] { throw Exception("gpu"); }), Exception);
+}
+
+TEST(Float4, ArithmeticIsLaneWise) {
+    const Float4 a(1, 2, 3, 4), b(4, 3, 2, 1);
+    const Float4 s = a * b + Float4(1.f) - a / Float4(2.f);
+    EXPECT_FLOAT_EQ(s[0], 4.5f);
+    EXPECT_FLOAT_EQ(s[3], 3.f);
+    EXPECT_FLOAT_EQ(min(a, b)[1], 2.f);
+    EXPECT_FLOAT_EQ(max(a, b)[1], 3.f);
+    EXPECT_FLOAT_EQ(abs(Float4(-2, 2, -0.f, 1))[0], 2.f);
+    EXPECT_FLOAT_EQ(sqrt(Float4(9.f))[2], 3.f);
+    EXPECT_FLOAT_EQ(a.luminance(), 2.f);
+    float out[4];
+    (a * 2.f).store(out);
+    EXPECT_EQ(out[3], 8.f);
+}
+
+TEST(Bitmap, MovingEmptiesTheSource) {
+    Bitmap<float> a(3, 2, 1.5f);
+    a(2, 1) = 7.f;
+    EXPECT_EQ(a.row(1)[2], 7.f);
+    Bitmap<float> b(std::move(a));
+    EXPECT_TRUE(a.empty());
+    EXPECT_EQ(a.width(), 0);
+    EXPECT_EQ(b.width(), 3);
+    EXPECT_EQ(b(2, 1), 7.f);
+    Bitmap<float> c;
+    c = std::move(b);
+    EXPECT_TRUE(b.empty());
+    EXPECT_EQ(c.size(), 6u);
+}
+
+}  // namespace
+}  // namespace lumora
