@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "lumora/foundation/exception.hpp"
+#include "lumora/settings/enum_serializer.hpp"
+#include "lumora/settings/enums.hpp"
+
+namespace lumora {
+namespace {
+
+// Every enumeration of the settings, so table-wide rules are checked on all of them.
+template <class E>
+class EnumTableTest : public ::testing::Test {};
+using AllEnums = ::testing::Types<DenoisingMode, CurveInterpolation, ImagePreFilterType, RandomType,
+                                  SchedulerWorkerThreadPriority, AccelerationStructureType, DisplaceSubdivType,
+                                  RenderEngineType, GiSolverType, LightSamplingMode, AreaLightsMethod,
+                                  LightSolverType, EnviroLightType, AdaptiveISMode, AdaptiveCVMode,
+                                  LightCutSearchEnd, LightClusteringAlgorithm, LightClusteringMetric,
+                                  LightClusteringStructure, LightClusteringStart, UhdCachePrecalcMode,
+                                  UhdCachePreset, PhotonKernelType, VcmMode>;
+TYPED_TEST_SUITE(EnumTableTest, AllEnums);
+
+TYPED_TEST(EnumTableTest, EveryConstantRoundTripsThroughItsName) {
+    const auto& table = enumTable<TypeParam>();
+    const auto serializer = EnumSerializer<TypeParam>::instance();
+    ASSERT_FALSE(table.empty());
+    std::vector<std::string> expectedNames;
+    for (const auto& entry : table) {
+        expectedNames.push_back(entry.name);
+        EXPECT_EQ(serializer->toString(Property(static_cast<int>(entry.value))), entry.name);
+        if (entry.value == -1) {
+            continue;  // unreachable by name; covered below
+        }
+        const Property parsed = serializer->fromString(entry.name);
+        ASSERT_EQ(parsed.type(), PropertyType::Int) << entry.name;
+        EXPECT_EQ(parsed.asInt(), entry.value) << entry.name;
+    }
+    EXPECT_EQ(serializer->names(), expectedNames);
+
+    const auto [lowest, highest] = std::ranges::minmax(table, {}, &EnumEntry::value);
+    EXPECT_EQ(serializer->minValue(), lowest.value);
+    EXPECT_EQ(serializer->maxValue(), highest.value);
+    EXPECT_EQ(serializer, EnumSerializer<TypeParam>::instance());
+}
+
+TEST(EnumSerializerTest, NamesThatAreNotIdentifiersKeepTheirExactText) {
+    EXPECT_EQ(EnumSerializer<UhdCachePreset>::instance()->names(), (std::vector<std::string>{"Still", "Animation"}));
+    EXPECT_EQ(EnumSerializer<ImagePreFilterType>::instance()->names(),
+              (std::vector<std::string>{"None", "Box", "Tent", "Parabolic", "Symmetric Tent", "Hann",
+                                        "Blackman-Harris"}));
+    EXPECT_EQ(EnumSerializer<DenoisingMode>::instance()->toString(Property(4)), "NVIDIA AI denoiser");
+    EXPECT_EQ(static_cast<int>(DenoisingMode::NvidiaAiDenoiser), 4);
+    EXPECT_EQ(static_cast<int>(SchedulerWorkerThreadPriority::Low), -2);
+}
+
+struct FromStringCase {
+    std::string text;
+    bool found;
+    int value;
+};
+
+TEST(EnumSerializerTest, FromStringPrefersALeadingIntegerThenTheTrimmedName) {
+    const auto denoising = EnumSerializer<DenoisingMode>::instance();
+    const std::vector<FromStringCase> cases{
+        {"Full", true, 2},
+        {" 2 ", true, 2},
+        {"2abc", true, 2},
+        {"+3", true, 3},
+        {"\t\n 1", true, 1},
+        {"0x10", true, 0},      // decimal reading stops at the x
+        {"7", true, 7},         // numbers are not checked against the table
+        {"-5", true, -5},
+        {"NVIDIA AI denoiser", true, 4},
+        {"  Fireflies\t", true, 1},
+        {"full", false, 0},     // names are case-sensitive
+        {"Full denoising", false, 0},
+        {"", false, 0},
+        {"   ", false, 0},
+        {"-", false, 0},
+        {"99999999999", false, 0},  // out of int range: not a number, and no such name
+        {"-2147483649", false, 0},
+        {"2147483647", true, 2147483647},
+        {"-2147483648", true, -2147483647 - 1},
+    };
+    for (const auto& c : cases) {
+        const Property parsed = denoising->fromString(c.text);
+        if (!c.found) {
+            EXPECT_TRUE(parsed.isEmpty()) << '"' << c.text << '"';
+            continue;
+        }
+        ASSERT_EQ(parsed.type(), PropertyType::Int) << '"' << c.text << '"';
+        EXPECT_EQ(parsed.asInt(), c.value) << '"' << c.text << '"';
+    }
+}
+
+TEST(EnumSerializerTest, AConstantWorthMinusOneIsReachableOnlyByNumber) {
+    const auto priority = EnumSerializer<SchedulerWorkerThreadPriority>::instance();
+    EXPECT_TRUE(priority->fromString("BelowNormal").isEmpty());
+    const Property byNumber = priority->fromString("-1");
+    ASSERT_EQ(byNumber.type(), PropertyType::Int);
+    EXPECT_EQ(byNumber.asInt(), -1);
+    EXPECT_EQ(priority->toString(byNumber), "BelowNormal");
+    EXPECT_EQ(priority->fromString("Low").asInt(), -2);
+}
+
+TEST(EnumSerializerTest, ToStringOfAValueWithoutANameIsEmpty) {
+    const auto denoising = EnumSerializer<DenoisingMode>::instance();
+    EXPECT_EQ(denoising->toString(Property(7)), "");
+    EXPECT_EQ(denoising->toString(Property(-1)), "");
+    // The lookup's own not-found marker stays internal.
+    EXPECT_EQ(Detail::valueToString(enumTable<DenoisingMode>(), 7), "[ERROR]");
+    EXPECT_EQ(Detail::stringToValue(enumTable<DenoisingMode>(), "Nothing"), -1);
+}
+
+TEST(EnumSerializerTest, ToStringRequiresAnInt) {
+    const auto denoising = EnumSerializer<DenoisingMode>::instance();
+    try {
+        denoising->toString(Property(2.f));
+        FAIL() << "no exception";
+    } catch (const Exception& e) {
+        EXPECT_STREQ(e.what(), "Property Invalid property type is Float, not Int");
+    }
+}
+
+}  // namespace
+}  // namespace lumora

@@ -1,0 +1,298 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "lumora/settings/enums.hpp"
+#include "lumora/settings/property_descriptor.hpp"
+
+namespace lumora {
+namespace {
+
+std::vector<const PropertyDescriptor*> registeredDescriptors() {
+    std::vector<const PropertyDescriptor*> all;
+    PropertyDescriptor::enumerate([&](const PropertyDescriptor& d) { all.push_back(&d); });
+    return all;
+}
+
+std::vector<std::string> registeredNames() {
+    std::vector<std::string> names;
+    PropertyDescriptor::enumerate([&](const PropertyDescriptor& d) { names.push_back(d.name); });
+    return names;
+}
+
+const PropertyDescriptor& registered(int id) {
+    const PropertyDescriptor* d = PropertyDescriptor::get(id);
+    if (d == nullptr) {
+        throw std::runtime_error("id " + std::to_string(id) + " is not registered");
+    }
+    return *d;
+}
+
+const PropertyDescriptor& builtIn(const std::vector<PropertyDescriptor>& table, int id) {
+    const auto it = std::ranges::find(table, id, &PropertyDescriptor::id);
+    if (it == table.end()) {
+        throw std::runtime_error("id " + std::to_string(id) + " is not built in");
+    }
+    return *it;
+}
+
+TEST(PropertyDescriptorTest, RegistryHoldsEveryBuiltInPropertyOnceInIdOrder) {
+    const auto table = PropertyDescriptor::builtInDescriptors();
+    ASSERT_EQ(table.size(), 188u);
+    std::set<int> ids;
+    std::set<std::string> names;
+    for (const auto& d : table) {
+        EXPECT_TRUE(ids.insert(d.id).second) << "duplicate id " << d.id;
+        EXPECT_TRUE(names.insert(d.name).second) << "duplicate name " << d.name;
+        EXPECT_EQ(d.flags, PropertyDescriptor::DescriptorDefault) << d.name;
+    }
+
+    EXPECT_EQ(PropertyDescriptor::descriptorsCount(), 188);
+    const auto all = registeredDescriptors();
+    ASSERT_EQ(all.size(), 188u);
+    EXPECT_EQ(all.front()->id, 10);
+    EXPECT_EQ(all.front()->name, "geometry.bvh.costIteration");
+    EXPECT_EQ(all.back()->id, 1073);
+    EXPECT_EQ(all.back()->name, "gi.uhdcache.preset");
+    EXPECT_TRUE(std::ranges::is_sorted(all, std::less<>{}, &PropertyDescriptor::id));
+    for (const auto* d : all) {
+        EXPECT_EQ(PropertyDescriptor::get(d->id), d);
+        EXPECT_TRUE(d->hasFlag(PropertyDescriptor::BuiltIn)) << d->name;
+        EXPECT_TRUE(d->hasFlag(PropertyDescriptor::DescriptorDefault)) << d->name;
+    }
+    for (const int unknown : {-1, 0, 9, 999, 1074, 100000}) {
+        EXPECT_EQ(PropertyDescriptor::get(unknown), nullptr) << unknown;
+    }
+}
+
+// Catches table slips: a default of the wrong type, limits that exclude the default.
+TEST(PropertyDescriptorTest, DefaultsHaveTheDescriptorTypeAndLieWithinTheLimits) {
+    for (const auto* d : registeredDescriptors()) {
+        SCOPED_TRACE(d->name);
+        ASSERT_EQ(d->defaultValue.type(), d->type);
+        ASSERT_EQ(d->minValue.isEmpty(), d->maxValue.isEmpty());
+        if (d->minValue.isEmpty()) {
+            EXPECT_TRUE(d->type != PropertyType::Int && d->type != PropertyType::Float);
+            continue;
+        }
+        ASSERT_EQ(d->minValue.type(), d->type);
+        ASSERT_EQ(d->maxValue.type(), d->type);
+        if (d->type == PropertyType::Int) {
+            EXPECT_LE(d->minValue.asInt(), d->defaultValue.asInt());
+            EXPECT_LE(d->defaultValue.asInt(), d->maxValue.asInt());
+        } else {
+            ASSERT_EQ(d->type, PropertyType::Float);
+            EXPECT_LE(d->minValue.asFloat(), d->defaultValue.asFloat());
+            EXPECT_LE(d->defaultValue.asFloat(), d->maxValue.asFloat());
+        }
+    }
+}
+
+TEST(PropertyDescriptorTest, NamedConstantsGiveTheLimitsAndAreSharedPerEnumeration) {
+    int withConstants = 0;
+    for (const auto* d : registeredDescriptors()) {
+        if (!d->enumSerializer) {
+            continue;
+        }
+        SCOPED_TRACE(d->name);
+        ++withConstants;
+        ASSERT_EQ(d->type, PropertyType::Int);
+        EXPECT_EQ(d->minValue.asInt(), d->enumSerializer->minValue());
+        EXPECT_EQ(d->maxValue.asInt(), d->enumSerializer->maxValue());
+        EXPECT_FALSE(d->enumSerializer->toString(d->defaultValue).empty());
+    }
+    EXPECT_EQ(withConstants, 32);
+
+    const auto& priority = registered(PropertyId::systemThreadPriority);
+    EXPECT_EQ(priority.minValue.asInt(), -2);
+    EXPECT_EQ(priority.maxValue.asInt(), 2);
+    EXPECT_EQ(priority.defaultValue.asInt(), -2);
+    ASSERT_TRUE(priority.enumSerializer);
+    EXPECT_EQ(priority.enumSerializer->toString(priority.defaultValue), "Low");
+
+    const auto curves = EnumSerializer<CurveInterpolation>::instance();
+    for (const int id : {PropertyId::curvesMasterInterpol, PropertyId::curvesRInterpol, PropertyId::curvesGInterpol,
+                         PropertyId::curvesBInterpol}) {
+        EXPECT_EQ(registered(id).enumSerializer, curves) << id;
+    }
+    EXPECT_EQ(registered(PropertyId::denoiseFilterType).enumSerializer->fromString("Full").asInt(), 2);
+    EXPECT_FALSE(registered(PropertyId::bloomGlareStreakCount).enumSerializer);
+}
+
+TEST(PropertyDescriptorTest, ReleaseBuildsReplaceSevenDefaults) {
+    const auto table = PropertyDescriptor::builtInDescriptors();
+    std::set<int> flagged;
+    for (const auto* d : registeredDescriptors()) {
+        if (d->hasFlag(PropertyDescriptor::ReleaseDefault)) {
+            flagged.insert(d->id);
+        }
+    }
+    EXPECT_EQ(flagged, (std::set<int>{103, 108, 139, 148, 180, 193, 994}));
+
+    EXPECT_EQ(builtIn(table, PropertyId::renderstampUse).defaultValue, Property(true));
+    EXPECT_EQ(registered(PropertyId::renderstampUse).defaultValue, Property(false));
+    EXPECT_EQ(builtIn(table, PropertyId::shadingSecondarySolver).defaultValue, Property(1));
+    EXPECT_EQ(registered(PropertyId::shadingSecondarySolver).defaultValue, Property(4));
+    EXPECT_EQ(registered(PropertyId::shadingMaxSampleIntensity).defaultValue, Property(20.f));
+    EXPECT_EQ(registered(PropertyId::adaptivityEnable).defaultValue, Property(true));
+    EXPECT_EQ(registered(PropertyId::lightsSamplesMult).defaultValue, Property(2.f));
+    EXPECT_EQ(registered(PropertyId::shadingExitColor).defaultValue, Property(Vec3{0.f, 0.f, 0.f}));
+    EXPECT_EQ(builtIn(table, PropertyId::shadingExitColor).defaultValue, Property(Vec3{0.f, 0.f, 1.f}));
+    EXPECT_EQ(registered(PropertyId::imagePrefilterType).defaultValue, Property(2));
+}
+
+TEST(PropertyDescriptorTest, ImageEditingSetIsFlaggedPostProcessing) {
+    // The image-editing properties lead the construction order.
+    const auto table = PropertyDescriptor::builtInDescriptors();
+    std::set<int> editing;
+    for (std::size_t i = 0; i < 53; ++i) {
+        editing.insert(table[i].id);
+    }
+    std::set<int> flagged;
+    for (const auto* d : registeredDescriptors()) {
+        if (d->hasFlag(PropertyDescriptor::PostProcessing)) {
+            flagged.insert(d->id);
+        }
+    }
+    EXPECT_EQ(flagged.size(), 53u);
+    EXPECT_EQ(flagged, editing);
+}
+
+TEST(PropertyDescriptorTest, TextDefaults) {
+    EXPECT_EQ(registered(PropertyId::renderStamp).defaultValue.asString(),
+              "Lumora Renderer | %c | Time: %pt | Passes: %pp | Primitives: %si | Rays/s: %pr");
+    EXPECT_EQ(registered(PropertyId::systemVfbTitle).defaultValue.asString(),
+              "Lumora %bn | %rpx (%z) | Camera: %v | Frame %n");
+    EXPECT_EQ(registered(PropertyId::colorMapLutPath).defaultValue.asString(), "");
+    EXPECT_EQ(registered(PropertyId::denoiseDuringRender).defaultValue, Property(aiDenoiserAvailable()));
+}
+
+TEST(PropertyDescriptorTest, ExrNamesAbbreviateAndLowerCase) {
+    const std::vector<std::pair<int, std::string>> cases{
+        {PropertyId::colorMapSimpleExposure, "lumora.cm.simpleexposure"},
+        {PropertyId::colorMapFilmicHighlightCompression, "lumora.cm.filmic.hlcompr"},
+        {PropertyId::colorMapHighlightCompression, "lumora.cm.hlcompr"},
+        {PropertyId::sharpeningBlurringEnable, "lumora.sharp.blur.enable"},
+        {PropertyId::bloomGlareStreakCount, "lumora.bg.streakcount"},
+        {PropertyId::blurringRadius, "lumora.blur.radius"},
+        {PropertyId::systemNumThreads, "lumora.system.numthreads"},
+        {PropertyId::renderStamp, "lumora.renderstamp"},
+        {PropertyId::giUhdCacheSave, "lumora.gi.uhdcache.save"},
+    };
+    for (const auto& [id, expected] : cases) {
+        EXPECT_EQ(getPropertyExrName(registered(id)), expected);
+    }
+
+    // Header attributes must stay distinct and carry no upper case or long forms.
+    std::set<std::string> exrNames;
+    for (const auto* d : registeredDescriptors()) {
+        const std::string exr = getPropertyExrName(*d);
+        EXPECT_TRUE(exrNames.insert(exr).second) << exr;
+        EXPECT_TRUE(exr.starts_with("lumora.")) << exr;
+        EXPECT_TRUE(std::ranges::none_of(exr, [](unsigned char c) { return std::isupper(c) != 0; })) << exr;
+        for (const char* longForm : {"colormap", "bloomglare", "highlightcompression", "sharpening", "blurring"}) {
+            EXPECT_EQ(exr.find(longForm), std::string::npos) << exr;
+        }
+    }
+}
+
+TEST(PropertyDescriptorTest, NameHashIdentifiesTheSetOfNames) {
+    // Stored with settings data; a change here means a property name changed.
+    EXPECT_EQ(PropertyDescriptor::descriptorsHash(), 0xb6ccf2u);
+
+    auto names = registeredNames();
+    EXPECT_EQ(PropertyDescriptor::namesHash(names), PropertyDescriptor::descriptorsHash());
+    std::ranges::reverse(names);
+    EXPECT_EQ(PropertyDescriptor::namesHash(names), PropertyDescriptor::descriptorsHash());
+    names.push_back("host.extraSetting");
+    EXPECT_NE(PropertyDescriptor::namesHash(names), PropertyDescriptor::descriptorsHash());
+
+    // Hashed as UTF-16 code units, two bytes each.
+    EXPECT_EQ(PropertyDescriptor::namesHash({}), 0x585870u);
+    EXPECT_EQ(PropertyDescriptor::namesHash({"a"}), 0x80f64cu);
+    EXPECT_LE(PropertyDescriptor::namesHash({"\xc3\xa9t\xc3\xa9"}), 0xFFFFFFu);
+}
+
+// The registry is filled once per process, so start-up behaviour is checked in a fresh process:
+// the body returns an error text, empty on success.
+void expectInFreshProcess(const std::function<std::string()>& body) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            const std::string error = body();
+            std::cerr << error;
+            std::exit(error.empty() ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(PropertyRegistryStartupDeathTest, ConcurrentFirstUseRegistersOnce) {
+    expectInFreshProcess([] {
+        std::vector<int> counts(8);
+        std::vector<std::thread> threads;
+        for (std::size_t i = 0; i < counts.size(); ++i) {
+            threads.emplace_back([&counts, i] {
+                counts[i] = PropertyDescriptor::get(PropertyId::colorMapGamma) != nullptr
+                                ? PropertyDescriptor::descriptorsCount()
+                                : -1;
+            });
+        }
+        for (auto& t : threads) {
+            t.join();
+        }
+        for (const int c : counts) {
+            if (c != 188) {
+                return "a thread saw " + std::to_string(c) + " descriptors";
+            }
+        }
+        return std::string();
+    });
+}
+
+TEST(PropertyRegistryStartupDeathTest, HostDescriptorsAreAddedOrReplaceBuiltIns) {
+    expectInFreshProcess([] {
+        PropertyDescriptor extra;
+        extra.type = PropertyType::Int;
+        extra.id = 5000;
+        extra.name = "host.extraSetting";
+        extra.defaultValue = Property(1);
+        PropertyDescriptor gamma;
+        gamma.type = PropertyType::Float;
+        gamma.id = PropertyId::colorMapGamma;
+        gamma.name = "host.gamma";
+        gamma.defaultValue = Property(1.f);
+        PropertyDescriptor::registerDescriptors({extra, gamma});
+        PropertyDescriptor::registerDescriptors({});  // later calls change nothing
+
+        std::vector<std::string> expectedNames;
+        for (const auto& d : PropertyDescriptor::builtInDescriptors()) {
+            expectedNames.push_back(d.id == PropertyId::colorMapGamma ? "host.gamma" : d.name);
+        }
+        expectedNames.push_back("host.extraSetting");
+
+        if (PropertyDescriptor::descriptorsCount() != 189) return std::string("count");
+        const auto* added = PropertyDescriptor::get(5000);
+        if (added == nullptr || added->flags != PropertyDescriptor::DescriptorDefault) return std::string("added");
+        const auto* replaced = PropertyDescriptor::get(PropertyId::colorMapGamma);
+        if (replaced == nullptr || replaced->name != "host.gamma" ||
+            replaced->flags != (PropertyDescriptor::DescriptorDefault | PropertyDescriptor::PostProcessing)) {
+            return std::string("replaced");
+        }
+        if (PropertyDescriptor::descriptorsHash() != PropertyDescriptor::namesHash(expectedNames) ||
+            PropertyDescriptor::descriptorsHash() == 0xb6ccf2u) {
+            return std::string("hash");
+        }
+        return std::string();
+    });
+}
+
+}  // namespace
+}  // namespace lumora
