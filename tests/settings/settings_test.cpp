@@ -1,0 +1,214 @@
+#include "lumora/settings/settings.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "lumora/foundation/exception.hpp"
+#include "lumora/foundation/system.hpp"
+#include "lumora/settings/property_descriptor.hpp"
+
+namespace lumora {
+namespace {
+
+std::string validationMessage(const Settings& settings) {
+    try {
+        settings.validate();
+    } catch (const Exception& e) {
+        return e.what();
+    }
+    return "(valid)";
+}
+
+int storedCount(const Settings& settings) {
+    int count = 0;
+    settings.forEachStored([&count](int, const Property&) { ++count; });
+    return count;
+}
+
+TEST(SettingsGet, ReadingStoresTheDefault) {
+    Settings settings;
+    EXPECT_EQ(storedCount(settings), 0);
+    const Property threads = settings.get(PropertyId::systemNumThreads);
+    ASSERT_EQ(threads.type(), PropertyType::Int);
+    EXPECT_EQ(threads.asInt(), 0);
+    std::vector<int> stored;
+    settings.forEachStored([&stored](int id, const Property&) { stored.push_back(id); });
+    EXPECT_EQ(stored, std::vector<int>{PropertyId::systemNumThreads});
+    EXPECT_EQ(settings.getNumWorkerThreads(), utils::getLogicalProcessorCount());
+}
+
+TEST(SettingsGet, UnknownIdThrowsAndStoresNothing) {
+    Settings settings;
+    try {
+        settings.get(5);
+        FAIL() << "no exception";
+    } catch (const Exception& e) {
+        EXPECT_STREQ(e.what(), "Requested property id is not defined.");
+    }
+    EXPECT_EQ(storedCount(settings), 0);
+}
+
+struct NotificationCounter {
+    std::vector<std::pair<int, Property>> calls;
+    Settings::Listener listener() {
+        return [this](int id, const Property& value) { calls.emplace_back(id, value); };
+    }
+};
+
+TEST(SettingsSet, NotifiesOnlyRealChanges) {
+    Settings settings;
+    NotificationCounter counter;
+    settings.addListener(PropertyId::colorMapEnabled, counter.listener());
+    settings.set(PropertyId::colorMapEnabled, Property(true));   // new entry
+    settings.set(PropertyId::colorMapEnabled, Property(true));   // same value
+    settings.set(PropertyId::colorMapEnabled, Property(false));  // change
+    settings.set(PropertyId::colorMapEnabled, Property(0));      // type change
+    settings.set(PropertyId::colorMapGamma, Property(5.f));      // other id
+    settings.set(5, Property(1));                                 // set checks nothing, not even the id
+    ASSERT_EQ(counter.calls.size(), 3u);
+    EXPECT_EQ(counter.calls[1].second.asBool(), false);
+    EXPECT_EQ(counter.calls[2].second.type(), PropertyType::Int);
+    EXPECT_EQ(settings.get(PropertyId::colorMapEnabled).type(), PropertyType::Int);
+
+    // an empty value replacing an empty value is no change either
+    settings.set(PropertyId::colorMapEnabled, Property());
+    settings.set(PropertyId::colorMapEnabled, Property());
+    EXPECT_EQ(counter.calls.size(), 4u);
+}
+
+TEST(SettingsSet, NaNReplacingAValueIsNoChange) {
+    Settings settings;
+    settings.set(PropertyId::colorMapGamma, Property(2.f));
+    NotificationCounter counter;
+    settings.addListener(PropertyId::colorMapGamma, counter.listener());
+    settings.set(PropertyId::colorMapGamma, Property(std::numeric_limits<float>::quiet_NaN()));
+    EXPECT_TRUE(counter.calls.empty());
+    EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 2.f);
+}
+
+TEST(SettingsSet, DisabledOrRemovedListenersAreNotCalled) {
+    Settings settings;
+    NotificationCounter counter;
+    const int handle = settings.addListener(PropertyId::colorMapGamma, counter.listener());
+    settings.setNotificationEnabled(false);
+    settings.set(PropertyId::colorMapGamma, Property(3.f));
+    settings.setNotificationEnabled(true);
+    settings.set(PropertyId::colorMapGamma, Property(4.f));
+    settings.removeListener(handle);
+    settings.set(PropertyId::colorMapGamma, Property(5.f));
+    ASSERT_EQ(counter.calls.size(), 1u);
+    EXPECT_EQ(counter.calls[0].second.asFloat(), 4.f);
+}
+
+TEST(SettingsSet, ListenersMayReadTheContainer) {
+    // A listener called under the data lock would dead-lock here.
+    Settings settings;
+    float seen = 0.f;
+    settings.addListener(PropertyId::colorMapGamma, [&](int id, const Property&) { seen = settings.getFloat(id); });
+    settings.set(PropertyId::colorMapGamma, Property(1.25f));
+    EXPECT_EQ(seen, 1.25f);
+}
+
+TEST(SettingsSet, NotificationsOfConcurrentSetsNeverInterleave) {
+    Settings settings;
+    std::atomic<int> inside{0}, overlaps{0}, calls{0};
+    settings.addListener(PropertyId::denoiseSensitivity, [&](int, const Property&) {
+        if (inside.fetch_add(1) != 0) {
+            ++overlaps;
+        }
+        std::this_thread::yield();
+        ++calls;
+        inside.fetch_sub(1);
+    });
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&settings, t] {
+            for (int i = 0; i < 500; ++i) {
+                settings.set(PropertyId::denoiseSensitivity, Property(static_cast<float>(t * 1000 + i)));
+                (void)settings.get(PropertyId::denoiseSensitivity);
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(overlaps.load(), 0);
+    EXPECT_GT(calls.load(), 0);
+}
+
+TEST(SettingsWorkerThreads, RuleForAnEightProcessorMachine) {
+    const std::vector<std::pair<int, int>> cases = {
+        {0, 8}, {3, 3}, {8, 8}, {64, 8}, {-2, 6}, {-7, 1}, {-8, 1}, {-20, 1}, {-256, 1}, {256, 8}};
+    for (const auto& [setting, expected] : cases) {
+        EXPECT_EQ(Settings::computeNumWorkerThreads(setting, 8), expected) << "setting " << setting;
+    }
+}
+
+TEST(SettingsRandomSeed, StoredSeedOrFreshNonNegativeOne) {
+    Settings settings;
+    EXPECT_EQ(settings.getRandomSeed(), 1234u);
+    settings.set(PropertyId::systemRandomSeed, Property(0));
+    std::set<std::uint32_t> seeds;
+    for (int i = 0; i < 4; ++i) {
+        const std::uint32_t seed = settings.getRandomSeed();
+        EXPECT_LT(seed, 1u << 31);
+        seeds.insert(seed);
+    }
+    EXPECT_GT(seeds.size(), 1u);
+}
+
+struct InvalidCase {
+    int id;
+    Property value;
+    const char* message;
+};
+
+TEST(SettingsValidate, ReportsTheReasonOfTheInvalidValue) {
+    const std::vector<InvalidCase> cases = {
+        {PropertyId::colorMapGamma, Property(3), "Property colorMap.gamma is invalid. Value has wrong type."},
+        {PropertyId::bloomGlareStreakCount, Property(9),
+         "Property bloomGlare.streakCount is invalid. Value is expected to be between 1 and 8."},
+        {PropertyId::bloomGlareStreakCount, Property(0),
+         "Property bloomGlare.streakCount is invalid. Value is expected to be between 1 and 8."},
+        {PropertyId::colorMapGamma, Property(10.5f),
+         "Property colorMap.gamma is invalid. Value is expected to be between 0.1 and 10."},
+        {PropertyId::systemThreadPriority, Property(3),
+         "Property system.threadPriority is invalid. Value is expected to be between -2 and 2."},
+        {169, Property(0.f),
+         "Property geometry.displace.maxSizeWorld is invalid. Value is expected to be between 1e-05 and inf."},
+        {5, Property(1), "Property 5 is invalid. Value is unrecognized."},
+    };
+    for (const auto& c : cases) {
+        Settings settings;
+        settings.set(c.id, c.value);
+        EXPECT_EQ(validationMessage(settings), c.message);
+    }
+}
+
+TEST(SettingsValidate, AcceptsLimitsNaNAndUnlimitedTypes) {
+    Settings settings;
+    settings.set(PropertyId::colorMapGamma, Property(10.f));
+    settings.set(PropertyId::bloomGlareStreakCount, Property(1));
+    settings.set(PropertyId::denoiseSensitivity, Property(std::numeric_limits<float>::quiet_NaN()));
+    settings.set(PropertyId::systemThreadPriority, Property(-1));
+    settings.set(149, Property("anything"));
+    EXPECT_EQ(validationMessage(settings), "(valid)");
+}
+
+TEST(SettingsValidate, FirstInvalidIdInAscendingOrderIsReported) {
+    Settings settings;
+    settings.set(PropertyId::bloomGlareStreakCount, Property(9));  // 355
+    settings.set(PropertyId::colorMapGamma, Property(true));       // 330
+    EXPECT_EQ(validationMessage(settings), "Property colorMap.gamma is invalid. Value has wrong type.");
+    // values stay as they are
+    EXPECT_EQ(settings.getInt(PropertyId::bloomGlareStreakCount), 9);
+}
+
+}  // namespace
+}  // namespace lumora
