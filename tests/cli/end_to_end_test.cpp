@@ -37,7 +37,8 @@ std::string readFile(const fs::path& path) {
 
 // Runs the editor in a scratch folder with the given arguments.
 Outcome runEditor(const std::vector<std::string>& arguments) {
-    const fs::path folder = fs::path(LUMORA_TEST_TMP) / "end_to_end";
+    // ctest runs test programs in parallel: every process gets a folder of its own.
+    const fs::path folder = fs::path(LUMORA_TEST_TMP) / ("end_to_end_" + std::to_string(getpid()));
     fs::create_directories(folder);
     const fs::path outPath = folder / "stdout.txt";
     const fs::path errPath = folder / "stderr.txt";
