@@ -1,0 +1,410 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "lumora/foundation/exception.hpp"
+#include "lumora/foundation/text.hpp"
+#include "lumora/image/channel_image.hpp"
+#include "lumora/settings/text_scanner.hpp"
+
+namespace lumora {
+namespace {
+
+constexpr std::uint32_t kHidden = ElementFlag::Hidden;
+constexpr std::uint32_t kLightSelect = ElementFlag::LightSelect;
+constexpr std::uint32_t kDenoisable = ElementFlag::DenoisingData | ElementFlag::ToBeDenoised;
+constexpr std::uint32_t kDenoisedMark = ElementFlag::DenoisedMark;
+constexpr std::uint32_t kNoBloom = ElementFlag::NoBloom;
+constexpr std::uint32_t kNoGlare = ElementFlag::NoGlare;
+constexpr std::uint32_t kRaw = ElementFlag::RawData | kNoBloom | kNoGlare | ElementFlag::NoSharpenBlur;
+
+// Float channels of the given names, 2 x 2, with a matching data window.
+ChannelImage makeImage(const std::vector<std::string>& channels, int width = 2, int height = 2) {
+    ChannelImage image;
+    image.setAttribute(names::dataWindow, Bucket{{0, 0}, {width, height}});
+    for (const auto& name : channels) {
+        image.addChannel(std::make_unique<Channel<float>>(name, width, height));
+    }
+    return image;
+}
+
+std::vector<std::string> element(const std::string& name, const std::string& components = "RGB") {
+    std::vector<std::string> result;
+    for (char c : components) result.push_back(channelName(name, std::string(1, c)));
+    return result;
+}
+
+std::vector<std::string> concat(std::initializer_list<std::vector<std::string>> parts) {
+    std::vector<std::string> result;
+    for (const auto& part : parts) result.insert(result.end(), part.begin(), part.end());
+    return result;
+}
+
+std::string describe(const std::vector<ElementInfo>& elements) {
+    static const char* const layouts[] = {"Rgb", "Rgba", "Mono", "Invalid"};
+    std::string text;
+    for (const auto& e : elements) {
+        text += "[" + e.name + "] " + layouts[static_cast<int>(e.layout)] + " " + std::to_string(e.flags) + "\n";
+    }
+    return text;
+}
+
+void expectStop(const std::function<void()>& f) {
+    try {
+        f();
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception& e) {
+        EXPECT_EQ(std::string(e.what()).rfind("STOP@", 0), 0u) << e.what();
+    }
+}
+
+TEST(Utf16Less, OrdersAsUtf16CodeUnits) {
+    // U+1F600 is a surrogate pair in UTF-16 and so sorts before U+FF5E, unlike in UTF-8.
+    const std::string emoji = "\xF0\x9F\x98\x80";
+    const std::string tilde = "\xEF\xBD\x9E";
+    EXPECT_TRUE(Utf16Less()("x" + emoji, "x" + tilde));
+    EXPECT_FALSE(Utf16Less()("x" + tilde, "x" + emoji));
+
+    std::vector<std::string> names{"Light.R", "Light.001.R", "light", "", tilde, emoji, "\xC3\xA9", "\xE4\xB8\x80",
+                                   "\xED\x9F\xBF", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF", "Light", "Z", tilde + "a",
+                                   emoji + "a", "B", "a"};
+    std::vector<std::string> byUtf16 = names;
+    std::sort(byUtf16.begin(), byUtf16.end(),
+              [](const std::string& a, const std::string& b) { return text::toUtf16(a) < text::toUtf16(b); });
+    std::sort(names.begin(), names.end(), Utf16Less());
+    EXPECT_EQ(names, byUtf16);
+}
+
+TEST(ChannelNames, DisplayNamesAreExact) {
+    EXPECT_EQ(fromDisplayName(toDisplayName("")), "");
+    EXPECT_EQ(fromDisplayName(toDisplayName("A")), "A");
+    EXPECT_EQ(fromDisplayName("beauty"), "beauty");
+    EXPECT_EQ(fromDisplayName("alpha"), "alpha");
+    EXPECT_EQ(squaredElementName(""), "SqrBeauty");
+}
+
+struct DiscoveryCase {
+    std::string title;
+    std::vector<std::string> channels;
+    std::vector<std::string> records;  // stored as "lumora.elements" when not empty
+    std::vector<ElementInfo> expected;
+};
+
+TEST(ListElements, LayoutsAndFlags) {
+    const std::vector<DiscoveryCase> cases{
+        {"beauty with alpha", {"R", "G", "B", "A"}, {}, {{"", ElementLayout::Rgba, 0}, {"A", ElementLayout::Mono, kRaw}}},
+        {"partial element", {"Diffuse.R", "Diffuse.G"}, {}, {{"Diffuse", ElementLayout::Invalid, kRaw}}},
+        {"beauty with an extra component",
+         {"R", "G", "B", "A", "Diffuse.R", "Diffuse.G", "Diffuse.B", "Diffuse.Z"},
+         {},
+         {{"", ElementLayout::Rgba, 0}, {"Diffuse", ElementLayout::Invalid, kRaw}, {"A", ElementLayout::Mono, kRaw}}},
+        {"squared companions and denoised variants",
+         concat({element(""), element("SqrBeauty"), element("Denoised"), element("Diffuse"), element("SqrDiffuse"),
+                 element("DenoisedDiffuse"), element("Specular", "RGBA"), element("DenoisedSpecular")}),
+         {},
+         {
+             {"", ElementLayout::Rgb, kDenoisable | kDenoisedMark},
+             {"Denoised", ElementLayout::Rgb, kHidden},
+             {"DenoisedDiffuse", ElementLayout::Rgb, kHidden},
+             {"DenoisedSpecular", ElementLayout::Rgb, kHidden},
+             {"Diffuse", ElementLayout::Rgb, kDenoisable | kDenoisedMark},
+             {"Specular", ElementLayout::Rgba, 0},  // a denoised variant alone is not enough
+             {"SqrBeauty", ElementLayout::Rgb, kHidden},
+             {"SqrDiffuse", ElementLayout::Rgb, kHidden},
+         }},
+        {"squared companion without denoised variant",
+         concat({element("Key"), element("SqrKey")}),
+         {"Key|LightSelect|ColorMapped+BloomEffect+GlareEffect"},
+         {{"Key", ElementLayout::Rgb, kLightSelect | kDenoisable}, {"SqrKey", ElementLayout::Rgb, kHidden}}},
+        {"light selects and raw elements from records",
+         concat({element("Key"), element("Fill"), element("Rim"), element("Normals"), element("Extra"), {"Z"}}),
+         {"Key|LightSelect|ColorMapped+BloomEffect+GlareEffect", "Fill|LightSelect|ColorMapped",
+          "Rim|LightSelect|GlareEffect", "not a record", "Normals|Normals|Antialiased+BloomEffect+GlareEffect",
+          "Z|ZDepth|ColorMapped+BloomEffect+GlareEffect", "Gone|LightSelect|ColorMapped"},
+         {
+             {"Extra", ElementLayout::Rgb, 0},
+             {"Fill", ElementLayout::Rgb, kLightSelect | kNoBloom | kNoGlare},
+             {"Key", ElementLayout::Rgb, kLightSelect},
+             {"Normals", ElementLayout::Rgb, kRaw},
+             {"Rim", ElementLayout::Rgb, kLightSelect | kRaw},
+             {"Z", ElementLayout::Mono, kRaw},
+         }},
+        {"hidden auxiliary elements",
+         concat({element("VisibleNormals"), element("VisibleDiffuse"), element("Hybrid", "RGBA"), element("HairIds"),
+                 element("OptixNormals"), element("Sqrt"), {"LUMORA_FB_WEIGHTS", "SqrMask"}}),
+         {},
+         {
+             {"HairIds", ElementLayout::Rgb, kHidden},
+             {"Hybrid", ElementLayout::Rgba, kHidden},
+             {"LUMORA_FB_WEIGHTS", ElementLayout::Mono, kHidden | kRaw},
+             {"OptixNormals", ElementLayout::Rgb, kHidden},
+             {"SqrMask", ElementLayout::Mono, kRaw},  // only colour elements are hidden by name
+             {"Sqrt", ElementLayout::Rgb, kHidden},
+             {"VisibleDiffuse", ElementLayout::Rgb, kHidden},
+             {"VisibleNormals", ElementLayout::Rgb, kHidden},
+         }},
+        {"names with several dots",
+         concat({element("Light"), element("Light.001"), {"Z", "Depth.", "a.b.c"}}),
+         {},
+         {
+             {"Depth", ElementLayout::Invalid, kRaw},
+             {"Light", ElementLayout::Rgb, 0},
+             {"Light.001", ElementLayout::Rgb, 0},
+             {"Z", ElementLayout::Mono, kRaw},
+             {"a.b", ElementLayout::Invalid, kRaw},
+         }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.title);
+        ChannelImage image = makeImage(c.channels);
+        if (!c.records.empty()) {
+            image.setAttribute(names::elements, Str::getExportStringArray(c.records));
+        }
+        EXPECT_EQ(describe(image.listElements()), describe(c.expected));
+    }
+}
+
+TEST(ListElements, IgnoresChannelsThatAreNotFloat) {
+    ChannelImage image = makeImage({"R", "G", "Key.R", "Key.G", "Key.B"});
+    image.addChannel(std::make_unique<Channel<unsigned int>>("B", 2, 2));
+    image.addChannel(std::make_unique<Channel<unsigned int>>("A", 2, 2));
+    image.addChannel(std::make_unique<Channel<unsigned int>>("Id", 2, 2));
+    EXPECT_EQ(describe(image.listElements()),
+              describe({{"", ElementLayout::Invalid, kRaw}, {"Key", ElementLayout::Rgb, 0}}));
+    EXPECT_EQ(image.listFloatChannelNames(), (std::vector<std::string>{"G", "Key.B", "Key.G", "Key.R", "R"}));
+}
+
+TEST(ListElements, LightMixListIsTheFallbackForRecords) {
+    ChannelImage image = makeImage(concat({element("Key"), element("Fill")}));
+    image.setAttribute(names::elements, 7);  // not text: ignored
+    image.setAttribute<std::string>(names::lightmixElements, "\"Key\", \"Fill\"");
+    EXPECT_EQ(describe(image.listElements()), describe({{"Fill", ElementLayout::Rgb, kLightSelect | kNoBloom | kNoGlare},
+                                                        {"Key", ElementLayout::Rgb, kLightSelect | kNoBloom | kNoGlare}}));
+}
+
+TEST(RenderElementInfos, ReadFindAndAdd) {
+    ChannelImage image;
+    EXPECT_TRUE(image.getRenderElementInfos().empty());
+    image.setAttribute<std::string>(names::lightmixElements, "\"Old\"");
+    image.setAttribute<std::string>(names::elements, "not an array");
+    EXPECT_TRUE(image.getRenderElementInfos().empty());  // present but unreadable: no fallback
+
+    const std::vector<RenderElementInfo> infos{
+        {"Mix A", RenderElementType::LightMix, 0},
+        {"LightMix Interactive", RenderElementType::LightSelect, 0},
+        {"Glow", RenderElementType::BloomGlare, 16},
+        {"Mix B", RenderElementType::LightMix, 0},
+        {"Quote \" and \\ and |", RenderElementType::Texmap, 1},
+        {"Glow", RenderElementType::Shadows, 0},
+    };
+    setRenderElementInfos(image, infos);
+    EXPECT_EQ(image.getRenderElementInfos(), infos);
+    EXPECT_EQ(image.findRenderElementInfo("LightMix Interactive")->name, "Mix A");
+    EXPECT_EQ(image.findRenderElementInfo("Bloom and Glare Interactive")->name, "Glow");
+    EXPECT_EQ(image.findRenderElementInfo("Glow")->type, RenderElementTypeVariant(RenderElementType::BloomGlare));
+    EXPECT_EQ(image.findRenderElementInfo("Quote \" and \\ and |")->flags, 1u);
+    EXPECT_FALSE(image.findRenderElementInfo("glow").has_value());
+    EXPECT_FALSE(image.findRenderElementInfo("BEAUTY").has_value());
+
+    const RenderElementInfo sun("Sun", RenderElementType::LightSelect, 1);
+    image.addRenderElementInfo(sun);
+    auto expected = infos;
+    expected.push_back(sun);
+    EXPECT_EQ(image.getRenderElementInfos(), expected);
+
+    // Adding to a light-mix list stores the whole list in the current form.
+    ChannelImage old;
+    old.setAttribute<std::string>(names::lightmixElements, "\"Key\"");
+    old.addRenderElementInfo(sun);
+    EXPECT_EQ(old.getAttribute<std::string>(names::elements)->value,
+              "\"Key|LightSelect|ColorMapped\", \"Sun|LightSelect|ColorMapped\"");
+}
+
+TEST(ChannelImageModel, CopiesAreDeepAndIndependent) {
+    ChannelImage original = makeImage({"R"});
+    original.setAttribute<std::string>("note", "a");
+    ChannelImage copy(original);
+    copy.getChannel<float>("R")->at(1, 1) = 7.f;
+    copy.getAttribute<std::string>("note")->value = "b";
+    ChannelImage assigned;
+    assigned = copy;
+    copy.getChannel<float>("R")->at(0, 0) = 9.f;
+    EXPECT_EQ(original.getChannel<float>("R")->data, std::vector<float>(4, 0.f));
+    EXPECT_EQ(original.getAttribute<std::string>("note")->value, "a");
+    EXPECT_EQ(assigned.getChannel<float>("R")->data, (std::vector<float>{0.f, 0.f, 0.f, 7.f}));
+    EXPECT_EQ(assigned.getAttribute<std::string>("note")->value, "b");
+}
+
+TEST(ChannelImageModel, ExtractAndEquals) {
+    Channel<float> channel("Diffuse.R", 3, 2);
+    channel.at(2, 1) = 4.f;
+    auto extracted = channel.extract();
+    EXPECT_EQ(channel.getSize(), 0u);
+    EXPECT_EQ(channel.getWidth(), 0);
+    EXPECT_EQ(extracted->getName(), "Diffuse.R");
+    EXPECT_EQ(dynamic_cast<Channel<float>&>(*extracted).at(2, 1), 4.f);
+
+    const Attribute<int> one("x", 1);
+    EXPECT_TRUE(one.equals(Attribute<int>("y", 1)));
+    EXPECT_FALSE(one.equals(Attribute<float>("x", 1.f)));
+
+    ChannelImage image;
+    image.addChannel(std::make_unique<Channel<unsigned int>>("Id", 3, 1));
+    EXPECT_EQ(image.getChannel<float>("Id"), nullptr);
+    EXPECT_NE(image.getChannel<unsigned int>("Id"), nullptr);
+}
+
+TEST(ChannelImageModel, LayoutsAndEnsure) {
+    ChannelImage image = makeImage(concat({element("", "RGB"), element("Key", "RGBA"), {"Z"}}), 3, 2);
+    image.addChannel(std::make_unique<Channel<unsigned int>>("Spec.R", 3, 2));
+    EXPECT_TRUE(image.hasLayout("", ElementLayout::Rgb));
+    EXPECT_FALSE(image.hasLayout("", ElementLayout::Rgba));
+    EXPECT_TRUE(image.hasLayout("Key", ElementLayout::Rgba));
+    EXPECT_TRUE(image.hasLayout("Z", ElementLayout::Mono));
+    EXPECT_FALSE(image.hasLayout("Key", ElementLayout::Mono));
+    expectStop([&] { (void)image.hasLayout("", ElementLayout::Invalid); });
+    expectStop([&] { (void)image.hasLayout("", static_cast<ElementLayout>(9)); });
+
+    image.getChannel<float>("R")->at(2, 1) = 3.f;
+    image.ensureRgba("");
+    EXPECT_EQ(image.getChannel<float>("R")->at(2, 1), 3.f);  // existing channels are kept
+    ASSERT_NE(image.getChannel<float>("A"), nullptr);
+    EXPECT_EQ(image.getChannel<float>("A")->data, std::vector<float>(6, 0.f));
+
+    image.ensureRgb("Spec");  // the UINT channel is replaced by a float one
+    EXPECT_TRUE(image.hasRgb("Spec"));
+    EXPECT_EQ(image.getChannel<float>("Spec.G")->getWidth(), 3);
+    EXPECT_EQ(image.getChannel<float>("Spec.G")->getHeight(), 2);
+}
+
+TEST(ChannelImageModel, CopyChannelDataWithStride) {
+    ChannelImage image = makeImage({"Z", "Key.R", "Key.G", "Key.B"}, 2, 2);
+    auto& z = *image.getChannel<float>("Z");
+    z.data = {1.f, 2.f, 3.f, 4.f};
+    std::vector<float> buffer(6, -1.f);
+    image.copyChannelData("Z", ElementLayout::Mono, buffer.data(), 3);
+    EXPECT_EQ(buffer, (std::vector<float>{1.f, 2.f, -1.f, 3.f, 4.f, -1.f}));
+    expectStop([&] { image.copyChannelData("Key", ElementLayout::Rgb, buffer.data(), 3); });
+    expectStop([&] { image.copyChannelData("Key", ElementLayout::Invalid, buffer.data(), 3); });
+}
+
+TEST(ChannelImageModel, RecognisesLxr) {
+    // Each case renames or retypes one attribute of a recognised image.
+    const std::vector<std::pair<std::string, std::function<void(ChannelImage&)>>> cases{
+        {"unchanged", [](ChannelImage&) {}},
+        {"marker 2", [](ChannelImage& i) { i.setAttribute(names::isLumoraExr, 2); }},
+        {"marker as float", [](ChannelImage& i) { i.setAttribute(names::isLumoraExr, 1.f); }},
+        {"marker in other case",
+         [](ChannelImage& i) { i.attributes().erase(names::isLumoraExr), i.setAttribute("lumora.isLumoraExr", 1); }},
+        {"passes missing", [](ChannelImage& i) { i.attributes().erase(names::statsPasses); }},
+        {"time as double", [](ChannelImage& i) { i.setAttribute(names::statsTime, 20.0); }},
+        {"rays per sample as int", [](ChannelImage& i) { i.setAttribute(names::statsRaysPerSample, 1); }},
+    };
+    for (const auto& [title, change] : cases) {
+        ChannelImage image;
+        for (const char* name : {names::isLumoraExr, names::statsPasses, names::statsTime, names::statsRaysPerSecond}) {
+            image.setAttribute(name, 1);
+        }
+        image.setAttribute(names::statsRaysPerSample, 1.5f);
+        change(image);
+        EXPECT_EQ(isLumoraExr(image), title == "unchanged") << title;
+    }
+}
+
+// A 5 x 3 image whose values name their position: v(x, y) = x + 10 y (+ 100 c per component).
+ChannelImage makeGradient() {
+    ChannelImage image = makeImage({"Z", "R", "G", "B", "A"}, 5, 3);
+    const char* components[] = {"R", "G", "B", "A"};
+    for (int y = 0; y < 3; ++y) {
+        for (int x = 0; x < 5; ++x) {
+            image.getChannel<float>("Z")->at(x, y) = static_cast<float>(x + 10 * y);
+            for (int c = 0; c < 4; ++c) {
+                image.getChannel<float>(components[c])->at(x, y) = static_cast<float>(x + 10 * y + 100 * c);
+            }
+        }
+    }
+    return image;
+}
+
+// Rows of the expected values, written out so that a failure names the pixel.
+void expectBitmap(const Bitmap<float>& bitmap, const std::vector<std::vector<float>>& rows) {
+    ASSERT_EQ(bitmap.height(), static_cast<int>(rows.size()));
+    ASSERT_EQ(bitmap.width(), static_cast<int>(rows.front().size()));
+    for (int y = 0; y < bitmap.height(); ++y) {
+        for (int x = 0; x < bitmap.width(); ++x) {
+            EXPECT_EQ(bitmap(x, y), rows[y][x]) << "pixel (" << x << ", " << y << ")";
+        }
+    }
+}
+
+TEST(BitmapExtraction, MonoAtEachScale) {
+    const ChannelImage image = makeGradient();
+    const Bucket whole{{0, 0}, {5, 3}};
+    expectBitmap(image.extractMonoBitmap("Z", Bucket{{1, 1}, {4, 3}}, 1.f), {{11, 12, 13}, {21, 22, 23}});
+    // Shrinking: 5 / 2 and 3 / 2 round up; every second pixel, no averaging.
+    expectBitmap(image.extractMonoBitmap("Z", whole, 2.f), {{0, 2, 4}, {20, 22, 24}});
+    expectBitmap(image.extractMonoBitmap("Z", whole, 3.f), {{0, 3}});
+    expectBitmap(image.extractMonoBitmap("Z", Bucket{{1, 0}, {4, 3}}, 2.f), {{1, 3}, {21, 23}});
+    // Enlarging: each region pixel becomes a 2 x 2 block.
+    expectBitmap(image.extractMonoBitmap("Z", Bucket{{2, 1}, {5, 2}}, 0.5f),
+                 {{12, 12, 13, 13, 14, 14}, {12, 12, 13, 13, 14, 14}});
+    // 1 / 0.3 rounds to blocks of 3 in an output of ceil(3 / 0.3) = 10: the last column is not reached.
+    const auto wide = image.extractMonoBitmap("Z", Bucket{{0, 0}, {3, 1}}, 0.3f);
+    ASSERT_EQ(wide.width(), 10);
+    ASSERT_EQ(wide.height(), 4);
+    std::vector<std::vector<float>> rows(3, {0, 0, 0, 1, 1, 1, 2, 2, 2, 0});
+    rows.emplace_back(10, 0.f);
+    expectBitmap(wide, rows);
+}
+
+TEST(BitmapExtraction, ColourVariantsSampleLikeMono) {
+    const ChannelImage image = makeGradient();
+    const Bucket whole{{0, 0}, {5, 3}};
+    const auto rgb = image.extractRgbBitmap("", whole, 2.f);
+    const auto rgba = image.extractRgbaBitmap("", whole, 0.5f);
+    ASSERT_EQ(rgb.width(), 3);
+    ASSERT_EQ(rgb.height(), 2);
+    EXPECT_EQ(rgb(2, 1), (Rgb{24.f, 124.f, 224.f}));
+    ASSERT_EQ(rgba.width(), 10);
+    ASSERT_EQ(rgba.height(), 6);
+    EXPECT_EQ(rgba(9, 5).x(), 24.f);
+    EXPECT_EQ(rgba(9, 5).w(), 324.f);
+    EXPECT_EQ(rgba(2, 1).y(), 101.f);
+
+    ChannelImage copy = image;
+    Bitmap<Float4> picture(5, 3, Float4(1.f, 2.f, 3.f, 4.f));
+    picture(4, 2) = Float4(5.f, 6.f, 7.f, 8.f);
+    copy.setRgbaBitmap("Key", picture);
+    const auto back = copy.extractRgbaBitmap("Key", whole, 1.f);
+    EXPECT_EQ(back(4, 2).z(), 7.f);
+    EXPECT_EQ(back(0, 0).w(), 4.f);
+    Bitmap<Rgb> colour(5, 3, Rgb{0.5f, 0.25f, 0.125f});
+    copy.setRgbBitmap("", colour);
+    EXPECT_EQ(copy.extractRgbBitmap("", whole, 1.f)(3, 1), (Rgb{0.5f, 0.25f, 0.125f}));
+    EXPECT_EQ(copy.getChannel<float>("A")->at(3, 1), 313.f);  // alpha untouched
+}
+
+TEST(BitmapExtraction, NothingOutsideTheImage) {
+    const ChannelImage image = makeGradient();
+    const std::vector<Bucket> outside{
+        {{-1, 0}, {2, 2}}, {{0, 0}, {6, 3}}, {{3, 2}, {5, 4}}, {{2, 2}, {2, 3}}, {{4, 1}, {3, 2}},
+    };
+    for (const auto& region : outside) {
+        EXPECT_TRUE(image.extractMonoBitmap("Z", region, 1.f).empty());
+        EXPECT_TRUE(image.extractRgbaBitmap("", region, 0.5f).empty());
+    }
+    const Bucket whole{{0, 0}, {5, 3}};
+    EXPECT_TRUE(image.extractMonoBitmap("missing", whole, 1.f).empty());
+    EXPECT_TRUE(image.extractRgbBitmap("Key", whole, 1.f).empty());
+    EXPECT_TRUE(image.extractMonoBitmap("Z", whole, 0.f).empty());
+    EXPECT_TRUE(image.extractMonoBitmap("Z", whole, -2.f).empty());
+    EXPECT_TRUE(image.extractMonoBitmap("Z", whole, std::numeric_limits<float>::quiet_NaN()).empty());
+}
+
+}  // namespace
+}  // namespace lumora

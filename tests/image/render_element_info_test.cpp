@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "lumora/foundation/exception.hpp"
+#include "lumora/image/render_element_info.hpp"
+
+namespace lumora {
+namespace {
+
+using Tag = RenderElementTypeVariant::Tag;
+
+constexpr RenderElementFlags flag(RenderElementFlag f) { return static_cast<RenderElementFlags>(f); }
+
+TEST(RenderElementNames, EveryValueRoundTripsThroughItsName) {
+    std::set<std::string> seen;
+    const auto check = [&](RenderElementTypeVariant variant) {
+        const std::string name = toStr(variant);
+        SCOPED_TRACE(name);
+        EXPECT_TRUE(seen.insert(name).second) << "name used twice";
+        const auto back = toRenderElementTypeVariant(name);
+        ASSERT_TRUE(back.has_value()) << back.error();
+        EXPECT_EQ(*back, variant);
+    };
+    check(RenderElement::Beauty);
+    check(RenderElement::Alpha);
+    for (int v = 1000; v <= 1017; ++v) check(static_cast<RenderElementType>(v));
+    for (int v = 2000; v <= 2004; ++v) check(static_cast<RenderElementType>(v));
+    for (int v = 3000; v <= 3005; ++v) check(static_cast<PrivateRenderElementType>(v));
+    EXPECT_EQ(seen.size(), 31u);
+}
+
+TEST(RenderElementNames, FixedNamesAndValues) {
+    struct Case {
+        std::string name;
+        Tag tag;
+        int value;
+    };
+    const std::vector<Case> cases{
+        {"Beauty", Tag::RenderElement, -1},
+        {"Alpha", Tag::RenderElement, -2},
+        {"LightSelect", Tag::RenderElementType, 1006},
+        {"Texmap", Tag::RenderElementType, 1017},
+        {"VirtualBeauty", Tag::RenderElementType, 2000},
+        {"LightMix", Tag::RenderElementType, 2004},
+        {"OptixNormals", Tag::PrivateRenderElementType, 3004},
+        {"DenoisingSquaredBeauty", Tag::PrivateRenderElementType, 3005},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto variant = toRenderElementTypeVariant(c.name);
+        ASSERT_TRUE(variant.has_value()) << variant.error();
+        EXPECT_EQ(variant->tag, c.tag);
+        EXPECT_EQ(variant->value, c.value);
+    }
+}
+
+TEST(RenderElementNames, ErrorTexts) {
+    EXPECT_EQ(toRenderElement("LightSelect").error(), "String name \"LightSelect\" does not match any render element.");
+    EXPECT_EQ(toRenderElementType("Beauty").error(), "String name \"Beauty\" does not match any render element type.");
+    EXPECT_EQ(toPrivateRenderElementType("lightselect").error(),
+              "String name \"lightselect\" does not match any private render element type.");
+    EXPECT_EQ(toRenderElementTypeVariant("beauty").error(),
+              "String name \"beauty\" does not match any render element type variant.");
+    EXPECT_EQ(toRenderElementTypeVariant(" Beauty").error(),
+              "String name \" Beauty\" does not match any render element type variant.");
+    EXPECT_EQ(toRenderElementFlags("colormapped").error(),
+              "String name \"colormapped\" does not match any render element flag.");
+}
+
+TEST(RenderElementNames, ValueOutsideTheTableIsADefect) {
+    RenderElementTypeVariant bogus;
+    bogus.tag = Tag::PrivateRenderElementType;
+    bogus.value = 1006;
+    for (const auto& variant : {bogus, RenderElementTypeVariant(static_cast<RenderElementType>(1500))}) {
+        try {
+            (void)toStr(variant);
+            ADD_FAILURE() << "no exception";
+        } catch (const Exception& e) {
+            EXPECT_EQ(std::string(e.what()).rfind("STOP@", 0), 0u) << e.what();
+        }
+    }
+}
+
+TEST(RenderElementFlagsText, Parse) {
+    struct Case {
+        std::string text;
+        RenderElementFlags flags;
+        std::string error;
+    };
+    const std::string noFlag = " does not match any render element flag.";
+    const std::vector<Case> cases{
+        {"", 0, ""},
+        {" \t ", 0, ""},
+        {"  ColorMapped + Denoised  ", 9, ""},
+        {"GlareEffect+ColorMapped+GlareEffect", 33, ""},
+        {"ColorMapped+Virtual+Antialiased+Denoised+BloomEffect+GlareEffect", 63, ""},
+        {"colormapped", 0, "String name \"colormapped\"" + noFlag},
+        {"ColorMapped + Bogus + Other", 0, "String name \"Bogus\"" + noFlag},
+        {"ColorMapped+", 0, "String name \"\"" + noFlag},
+        {"ColorMapped,Virtual", 0, "String name \"ColorMapped,Virtual\"" + noFlag},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE("[" + c.text + "]");
+        const auto result = toRenderElementFlags(c.text);
+        if (c.error.empty()) {
+            ASSERT_TRUE(result.has_value()) << result.error();
+            EXPECT_EQ(*result, c.flags);
+        } else {
+            ASSERT_FALSE(result.has_value());
+            EXPECT_EQ(result.error(), c.error);
+        }
+    }
+}
+
+TEST(RenderElementFlagsText, WriteInBitOrder) {
+    EXPECT_EQ(renderElementFlagsToStr(0), "");
+    EXPECT_EQ(renderElementFlagsToStr(flag(RenderElementFlag::GlareEffect) | flag(RenderElementFlag::ColorMapped)),
+              "ColorMapped+GlareEffect");
+    EXPECT_EQ(renderElementFlagsToStr(63), "ColorMapped+Virtual+Antialiased+Denoised+BloomEffect+GlareEffect");
+    // Bits without a name are not written.
+    EXPECT_EQ(renderElementFlagsToStr(64 | 4), "Antialiased");
+}
+
+TEST(RenderElementRecord, WriteAndRead) {
+    struct Case {
+        RenderElementInfo info;
+        std::string text;
+    };
+    const std::vector<Case> cases{
+        {{"Sun", RenderElementType::LightSelect, flag(RenderElementFlag::ColorMapped)}, "Sun|LightSelect|ColorMapped"},
+        {{"Beauty", RenderElement::Beauty, 0}, "Beauty|Beauty|"},
+        {{"a|b", RenderElementType::LightSelect, 0}, "a|b|LightSelect|"},
+        {{"Hair ids", PrivateRenderElementType::HairIds, 6}, "Hair ids|HairIds|Virtual+Antialiased"},
+        {{"Bloom", RenderElementType::BloomGlare, 63},
+         "Bloom|BloomGlare|ColorMapped+Virtual+Antialiased+Denoised+BloomEffect+GlareEffect"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(serialize(c.info), c.text);
+        EXPECT_EQ(deserialize(c.text), c.info);
+    }
+    // Blanks around the flags are accepted on reading.
+    EXPECT_EQ(deserialize("Key|LightSelect| ColorMapped + BloomEffect "),
+              RenderElementInfo("Key", RenderElementType::LightSelect, 17));
+}
+
+TEST(RenderElementRecord, ReadErrors) {
+    const std::string separators = "Field separators in the serialization are not well-formed.";
+    struct Case {
+        std::string text;
+        std::string error;
+    };
+    const std::vector<Case> cases{
+        {"|LightSelect|", separators},
+        {"Sun|LightSelect", separators},
+        {"SunLightSelect", separators},
+        {"", separators},
+        {"|", separators},
+        {"||", separators},
+        {"Sun||", "String name \"\" does not match any render element type variant."},
+        {"Sun|Light Select|", "String name \"Light Select\" does not match any render element type variant."},
+        // The flags are read before the type.
+        {"Sun|Bogus|bogus", "String name \"bogus\" does not match any render element flag."},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE("[" + c.text + "]");
+        try {
+            (void)deserialize(c.text);
+            ADD_FAILURE() << "no exception";
+        } catch (const Exception& e) {
+            EXPECT_EQ(std::string(e.what()), c.error);
+        }
+    }
+}
+
+TEST(RenderElementRecord, ListItemNamesTheRecord) {
+    EXPECT_EQ(deserializeListItem("Key|LightSelect|").value(), RenderElementInfo("Key", RenderElementType::LightSelect));
+    EXPECT_EQ(deserializeListItem("Key|LightSelect").error(),
+              "Serialized render element info \"Key|LightSelect\" is not valid. Field separators in the serialization "
+              "are not well-formed.");
+    EXPECT_EQ(deserializeListItem("Key|Light|").error(),
+              "Serialized render element info \"Key|Light|\" is not valid. String name \"Light\" does not match any "
+              "render element type variant.");
+}
+
+}  // namespace
+}  // namespace lumora
