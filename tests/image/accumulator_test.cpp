@@ -1,0 +1,463 @@
+#include "lumora/image/accumulator.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "lumora/foundation/exception.hpp"
+
+namespace lumora {
+namespace {
+
+using Fill = std::function<float(int x, int y)>;  // frame coordinates
+
+Bucket box(int x0, int y0, int x1, int y1) { return Bucket{{x0, y0}, {x1, y1}}; }
+
+Fill constant(float v) {
+    return [v](int, int) { return v; };
+}
+
+// An image whose data window is `window` (display window the same unless given); each channel is
+// filled from its function at the pixel's frame position.
+ChannelImage makeImage(const Bucket& window, const std::vector<std::pair<std::string, Fill>>& channels,
+                       const Bucket* display = nullptr) {
+    ChannelImage image;
+    image.setAttribute(names::dataWindow, window);
+    image.setAttribute(names::displayWindow, display ? *display : window);
+    image.setAttribute(names::gamma, 1.f);
+    for (const auto& [name, fill] : channels) {
+        auto channel = std::make_unique<Channel<float>>(name, window.width(), window.height());
+        for (int y = 0; y < window.height(); ++y) {
+            for (int x = 0; x < window.width(); ++x) {
+                channel->at(x, y) = fill(window.min.x + x, window.min.y + y);
+            }
+        }
+        image.addChannel(std::move(channel));
+    }
+    return image;
+}
+
+void makeLxr(ChannelImage& image, int passes, int time, int raysPerSecond, float raysPerSample) {
+    image.setAttribute(names::isLumoraExr, 1);
+    image.setAttribute(names::statsPasses, passes);
+    image.setAttribute(names::statsTime, time);
+    image.setAttribute(names::statsRaysPerSecond, raysPerSecond);
+    image.setAttribute(names::statsRaysPerSample, raysPerSample);
+}
+
+ChannelImage makeRgbImage(const Bucket& window, float value, const Bucket* display = nullptr) {
+    return makeImage(window, {{"R", constant(value)}, {"G", constant(value)}, {"B", constant(value)}}, display);
+}
+
+ChannelImage makeLxrImage(const Bucket& window, float value = 1.f) {
+    ChannelImage image = makeRgbImage(window, value);
+    makeLxr(image, 1, 1, 1, 1.f);
+    return image;
+}
+
+const WeightDescriptor one = WeightDescriptor::constant(1.f);
+
+// Compares every pixel of a result channel with the expectation, naming the first mismatch.
+void expectChannel(const ChannelImage& image, const std::string& name, const Fill& expected) {
+    const auto* channel = image.getChannel<float>(name);
+    ASSERT_NE(channel, nullptr) << "channel " << name;
+    const Bucket window = image.getAttribute<Bucket>(names::dataWindow)->value;
+    ASSERT_EQ(channel->width, window.width());
+    ASSERT_EQ(channel->height, window.height());
+    for (int y = 0; y < window.height(); ++y) {
+        for (int x = 0; x < window.width(); ++x) {
+            const float want = expected(window.min.x + x, window.min.y + y);
+            const float got = channel->at(x, y);
+            if (!(std::isfinite(got) && std::fabs(got - want) <= 1e-5f * std::max(1.f, std::fabs(want)))) {
+                FAIL() << "channel " << name << " pixel (" << window.min.x + x << ", " << window.min.y + y
+                       << "): expected " << want << ", got " << got;
+            }
+        }
+    }
+}
+
+struct Merge {
+    std::vector<std::string> warnings;
+    Accumulator accumulator{names::weights, [this](const std::string& text) { warnings.push_back(text); }};
+};
+
+const std::string notLxrWarning =
+    "One or more of the merged images have not been recognized as LXR images. The resulting postprocessing "
+    "properties and/or render statistics of the merged image may be incorrect.";
+const std::string propertiesWarning =
+    "One or more postprocessing properties differed among the merged images. Using properties from the first "
+    "image.";
+const std::string elementsWarning =
+    "Element metadata differed among the merged images. Using element metadata from the first image.";
+
+// --- Weighted mean -------------------------------------------------------------------------------
+
+struct WeightCase {
+    const char* label;
+    WeightDescriptor first;
+    WeightDescriptor second;
+};
+void PrintTo(const WeightCase& c, std::ostream* os) { *os << c.label; }
+
+class WeightedMeanTest : public testing::TestWithParam<WeightCase> {};
+
+// Both inputs carry a renderer weight channel and a custom one; the weight each input contributes
+// is its constant or the named channel, never the other channel.
+TEST_P(WeightedMeanTest, EveryValueIsTheWeightedMeanAndTheWeightSumIsKept) {
+    const WeightCase& c = GetParam();
+    const Bucket window = box(3, 2, 10, 5);  // 7 wide: vector body plus a scalar tail
+    const Fill v1 = [](int x, int y) { return 0.5f + x + 10.f * y; };
+    const Fill v2 = [](int x, int y) { return 3.f - 0.25f * x * y; };
+    const Fill fb1 = [](int x, int) { return 1.f + x; };
+    const Fill fb2 = [](int, int y) { return 2.f + y; };
+    const Fill custom1 = [](int x, int y) { return 0.5f * (x + y); };
+    const Fill custom2 = constant(4.f);
+    ChannelImage a =
+        makeImage(window, {{"R", v1}, {"G", v2}, {"B", constant(7.f)}, {names::weights, fb1}, {"W", custom1}});
+    ChannelImage b =
+        makeImage(window, {{"R", v2}, {"G", v1}, {"B", constant(7.f)}, {names::weights, fb2}, {"W", custom2}});
+
+    auto weightOf = [](const WeightDescriptor& d, const Fill& fb, const Fill& custom) -> Fill {
+        if (d.isConstant()) return constant(d.getConstant());
+        return d.getChannelName() == names::weights ? fb : custom;
+    };
+    const Fill w1 = weightOf(c.first, fb1, custom1);
+    const Fill w2 = weightOf(c.second, fb2, custom2);
+
+    Merge merge;
+    merge.accumulator.add(a, c.first);
+    merge.accumulator.add(std::move(b), c.second);
+    const ChannelImage result = merge.accumulator.finish();
+
+    auto mean = [&](const Fill& p, const Fill& q) -> Fill {
+        return [&, p, q](int x, int y) { return (w1(x, y) * p(x, y) + w2(x, y) * q(x, y)) / (w1(x, y) + w2(x, y)); };
+    };
+    expectChannel(result, "R", mean(v1, v2));
+    expectChannel(result, "G", mean(v2, v1));
+    expectChannel(result, "B", constant(7.f));
+    expectChannel(result, names::weights, [&](int x, int y) { return w1(x, y) + w2(x, y); });
+    EXPECT_EQ(result.getAttribute<Bucket>(names::dataWindow)->value, window);
+    EXPECT_EQ(result.getAttribute<Bucket>(names::displayWindow)->value, window);
+    EXPECT_TRUE(merge.warnings == std::vector<std::string>{notLxrWarning});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Accumulator, WeightedMeanTest,
+    testing::Values(WeightCase{"constants_1_3", WeightDescriptor::constant(1.f), WeightDescriptor::constant(3.f)},
+                    WeightCase{"renderer_channel", WeightDescriptor::channel(names::weights),
+                               WeightDescriptor::channel(names::weights)},
+                    WeightCase{"custom_channel", WeightDescriptor::channel("W"), WeightDescriptor::channel("W")},
+                    WeightCase{"constant_then_channel", WeightDescriptor::constant(2.f),
+                               WeightDescriptor::channel(names::weights)},
+                    WeightCase{"channel_then_constant", WeightDescriptor::channel("W"),
+                               WeightDescriptor::constant(0.5f)}),
+    [](const testing::TestParamInfo<WeightCase>& info) { return std::string(info.param.label); });
+
+TEST(AccumulatorTest, PixelsWithoutWeightBecomeZeroWithoutNan) {
+    const Bucket window = box(0, 0, 9, 2);
+    // Weight 0 on even columns in both inputs; the values there are huge or infinite.
+    const Fill weight = [](int x, int) { return x % 2 == 0 ? 0.f : 1.f; };
+    const Fill value = [](int x, int) { return x % 2 == 0 ? INFINITY : 2.f; };
+    Merge merge;
+    for (int i = 0; i < 2; ++i) {
+        ChannelImage input = makeImage(
+            window, {{"R", constant(1e30f)}, {"G", value}, {"B", constant(1.f)}, {names::weights, weight}});
+        merge.accumulator.add(std::move(input), WeightDescriptor::channel(names::weights));
+    }
+    const ChannelImage result = merge.accumulator.finish();
+    expectChannel(result, "R", [](int x, int) { return x % 2 == 0 ? 0.f : 1e30f; });
+    expectChannel(result, "B", [](int x, int) { return x % 2 == 0 ? 0.f : 1.f; });
+    // 0 * inf is NaN in the sum; the zero weight sum still gives 0.
+    expectChannel(result, "G", [](int x, int) { return x % 2 == 0 ? 0.f : 2.f; });
+    expectChannel(result, names::weights, [](int x, int) { return x % 2 == 0 ? 0.f : 2.f; });
+}
+
+// --- Placement -------------------------------------------------------------------------------------
+
+TEST(AccumulatorTest, InputsArePlacedByTheirDataWindow) {
+    // Tall enough that rows are split over several threads.
+    const Bucket frame = box(10, 20, 74, 2020);
+    const Fill v1 = [](int x, int y) { return float(x + 100 * y); };
+    Merge merge;
+    merge.accumulator.add(makeImage(frame, {{"R", v1}, {"G", v1}, {"B", v1}}), one);
+    // Offset by (16, 1) from the frame's origin and 13 wide.
+    const Bucket part = box(26, 21, 39, 1823);
+    ASSERT_TRUE(merge.accumulator.fits(makeImage(part, {{"R", constant(0.f)}})));
+    merge.accumulator.add(makeRgbImage(part, -5.f), one);
+    const ChannelImage result = merge.accumulator.finish();
+
+    auto inPart = [&](int x, int y) { return x >= 26 && x < 39 && y >= 21 && y < 1823; };
+    expectChannel(result, "R", [&](int x, int y) { return inPart(x, y) ? (v1(x, y) - 5.f) / 2.f : v1(x, y); });
+    expectChannel(result, names::weights, [&](int x, int y) { return inPart(x, y) ? 2.f : 1.f; });
+}
+
+TEST(AccumulatorTest, StitchedHalvesFillTheDisplayWindow) {
+    const Bucket display = box(0, 0, 32, 4);
+    Merge merge;
+    // The first input is the right half, so it too is placed away from the frame's origin.
+    merge.accumulator.add(makeRgbImage(box(16, 0, 32, 4), 2.f, &display), one);
+    merge.accumulator.add(makeRgbImage(box(0, 0, 16, 4), 1.f, &display), one);
+    const ChannelImage result = merge.accumulator.finish();
+    expectChannel(result, "R", [](int x, int) { return x < 16 ? 1.f : 2.f; });
+    expectChannel(result, names::weights, constant(1.f));
+}
+
+struct RegionCase {
+    const char* label;
+    Bucket display;
+    Bucket data;
+    Bucket region;
+};
+void PrintTo(const RegionCase& c, std::ostream* os) { *os << c.label; }
+
+class MergedRegionTest : public testing::TestWithParam<RegionCase> {};
+
+TEST_P(MergedRegionTest, FirstImageDefinesBothWindows) {
+    const RegionCase& c = GetParam();
+    Merge merge;
+    merge.accumulator.add(makeImage(c.data, {{"R", constant(1.f)}}, &c.display), one);
+    EXPECT_EQ(merge.accumulator.getRegion(), c.region);
+    const ChannelImage result = merge.accumulator.finish();
+    EXPECT_EQ(result.getAttribute<Bucket>(names::displayWindow)->value, c.region);
+    EXPECT_EQ(result.getAttribute<Bucket>(names::dataWindow)->value, c.region);
+    EXPECT_EQ(result.getChannel<float>("R")->width, c.region.width());
+    EXPECT_EQ(result.getChannel<float>("R")->height, c.region.height());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Accumulator, MergedRegionTest,
+    testing::Values(RegionCase{"data_inside_display", box(0, 0, 8, 8), box(2, 2, 4, 4), box(0, 0, 8, 8)},
+                    RegionCase{"display_inside_data", box(0, 0, 8, 8), box(-4, -2, 12, 9), box(-4, -2, 12, 9)},
+                    RegionCase{"overlapping", box(0, 0, 8, 8), box(4, -3, 10, 5), box(0, -3, 10, 8)},
+                    RegionCase{"empty_display", box(5, 5, 5, 9), box(1, 2, 3, 4), box(1, 2, 3, 4)},
+                    RegionCase{"empty_data", box(0, 0, 6, 3), box(2, 2, 2, 2), box(0, 0, 6, 3)}),
+    [](const testing::TestParamInfo<RegionCase>& info) { return std::string(info.param.label); });
+
+// --- Channels --------------------------------------------------------------------------------------
+
+TEST(AccumulatorTest, ChannelsOnOneSideOnlyAreLeftAlone) {
+    const Bucket window = box(0, 0, 4, 4);
+    Merge merge;
+    merge.accumulator.add(makeImage(window, {{"R", constant(2.f)}, {"Extra", constant(6.f)}}), one);
+    merge.accumulator.add(
+        makeImage(window, {{"R", constant(4.f)}, {"Extra", constant(100.f)}, {"Later", constant(9.f)}}), one);
+    merge.accumulator.add(makeImage(window, {{"R", constant(6.f)}}), one);
+    const ChannelImage result = merge.accumulator.finish();
+    expectChannel(result, "R", constant(4.f));
+    expectChannel(result, "Extra", constant(106.f / 3.f));
+    EXPECT_EQ(result.getChannel<float>("Later"), nullptr);
+    std::vector<std::string> channelNames;
+    for (const auto& [name, channel] : result.channels()) channelNames.push_back(name);
+    EXPECT_EQ(channelNames, (std::vector<std::string>{"Extra", names::weights, "R"}));
+}
+
+TEST(AccumulatorTest, MergingAMergedResultAgainEqualsOneMerge) {
+    const Bucket window = box(0, 0, 6, 3);
+    auto input = [&](float scale) {
+        return makeImage(window, {{"R", [=](int x, int y) { return scale * (x + 1) + y; }},
+                                  {names::weights, [=](int x, int) { return scale + float(x % 3); }}});
+    };
+    const WeightDescriptor fb = WeightDescriptor::channel(names::weights);
+
+    Merge all;
+    for (float s : {1.f, 2.f, 5.f}) all.accumulator.add(input(s), fb);
+    const ChannelImage direct = all.accumulator.finish();
+
+    Merge firstTwo;
+    firstTwo.accumulator.add(input(1.f), fb);
+    firstTwo.accumulator.add(input(2.f), fb);
+    Merge again;
+    again.accumulator.add(firstTwo.accumulator.finish(), fb);
+    again.accumulator.add(input(5.f), fb);
+    const ChannelImage twice = again.accumulator.finish();
+
+    for (const char* name : {"R", names::weights}) {
+        const auto* d = direct.getChannel<float>(name);
+        expectChannel(twice, name, [&](int x, int y) { return d->at(x, y); });
+    }
+}
+
+// --- Metadata and statistics -----------------------------------------------------------------------
+
+TEST(AccumulatorTest, EachWarningIsIssuedOncePerMerge) {
+    const Bucket window = box(0, 0, 2, 2);
+    auto lxr = [&](float exposure, const std::string& elements) {
+        ChannelImage image = makeLxrImage(window);
+        image.setAttribute("lumora.cm.simpleexposure", exposure);
+        image.setAttribute(names::elements, elements);
+        return image;
+    };
+    Merge merge;
+    merge.accumulator.add(lxr(0.f, "\"a\""), one);
+    // A property the first input lacks is still taken over after another one has disagreed.
+    ChannelImage second = lxr(1.f, "\"b\"");
+    second.setAttribute("lumora.bg.streakcount", 5);
+    merge.accumulator.add(std::move(second), one);
+    merge.accumulator.add(makeImage(window, {{"R", constant(1.f)}}), one);
+    merge.accumulator.add(lxr(2.f, "\"c\""), one);
+    merge.accumulator.add(makeImage(window, {{"R", constant(1.f)}}), one);
+    const ChannelImage result = merge.accumulator.finish();
+    EXPECT_EQ(merge.warnings, (std::vector<std::string>{propertiesWarning, elementsWarning, notLxrWarning}));
+    EXPECT_EQ(result.getAttribute<float>("lumora.cm.simpleexposure")->value, 0.f);
+    ASSERT_NE(result.getAttribute<int>("lumora.bg.streakcount"), nullptr);
+    EXPECT_EQ(result.getAttribute<int>("lumora.bg.streakcount")->value, 5);
+    EXPECT_EQ(result.getAttribute<std::string>(names::elements)->value, "\"a\"");
+
+    // A new merge reports again.
+    merge.warnings.clear();
+    merge.accumulator.add(makeImage(window, {{"R", constant(1.f)}}), one);
+    merge.accumulator.add(makeImage(window, {{"R", constant(1.f)}}), one);
+    merge.accumulator.finish();
+    EXPECT_EQ(merge.warnings, std::vector<std::string>{notLxrWarning});
+}
+
+TEST(AccumulatorTest, MetadataAgreementRules) {
+    const Bucket window = box(0, 0, 2, 2);
+    struct Case {
+        const char* label;
+        std::function<void(ChannelImage&)> first;
+        std::function<void(ChannelImage&)> second;
+        std::vector<std::string> warnings;
+    };
+    const std::vector<Case> cases = {
+        {"equal property", [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 4); },
+         [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 4); }, {}},
+        {"property missing in later input", [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 4); },
+         [](ChannelImage&) {}, {}},
+        {"property first carried by later input", [](ChannelImage&) {},
+         [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 6); }, {}},
+        {"property of another type", [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 4); },
+         [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 4.f); }, {propertiesWarning}},
+        {"differing non-post-processing property",
+         [](ChannelImage& i) { i.setAttribute("lumora.system.numthreads", 1); },
+         [](ChannelImage& i) { i.setAttribute("lumora.system.numthreads", 2); }, {}},
+        {"differing light-select list",
+         [](ChannelImage& i) { i.setAttribute<std::string>(names::lightmixElements, "\"K1\""); },
+         [](ChannelImage& i) { i.setAttribute<std::string>(names::lightmixElements, "\"K2\""); },
+         {elementsWarning}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
+        ChannelImage a = makeLxrImage(window);
+        ChannelImage b = makeLxrImage(window);
+        c.first(a);
+        c.second(b);
+        Merge merge;
+        merge.accumulator.add(a, one);
+        merge.accumulator.add(b, one);
+        const ChannelImage result = merge.accumulator.finish();
+        EXPECT_EQ(merge.warnings, c.warnings);
+        // Whatever carried the attribute first decides its value.
+        const ChannelImage& decider = a.attributes().contains("lumora.bg.streakcount") ? a : b;
+        if (const auto* expected = decider.getAttribute<int>("lumora.bg.streakcount")) {
+            ASSERT_NE(result.getAttribute<int>("lumora.bg.streakcount"), nullptr);
+            EXPECT_EQ(result.getAttribute<int>("lumora.bg.streakcount")->value, expected->value);
+        }
+    }
+}
+
+TEST(AccumulatorTest, StatisticsAreSummedAndRaysPerSampleDividedByCount) {
+    struct Case {
+        int inputs;
+        float raysPerSample;  // expected in the result
+    };
+    // Inputs carry 1.5, 2.5, 3.5 rays per sample; their sum is divided by one less than their number,
+    // and a single input keeps its own value.
+    for (const Case& c : {Case{1, 1.5f}, Case{2, 4.f}, Case{3, 7.5f / 2.f}}) {
+        SCOPED_TRACE(c.inputs);
+        Merge merge;
+        for (int i = 0; i < c.inputs; ++i) {
+            ChannelImage image = makeLxrImage(box(0, 0, 3, 3));
+            makeLxr(image, 10 * (i + 1), i + 1, 100 * (i + 1), 1.5f + float(i));
+            merge.accumulator.add(std::move(image), one);
+        }
+        const ChannelImage result = merge.accumulator.finish();
+        const int n = c.inputs * (c.inputs + 1) / 2;
+        ASSERT_TRUE(isLumoraExr(result));
+        EXPECT_EQ(result.getAttribute<int>(names::statsPasses)->value, 10 * n);
+        EXPECT_EQ(result.getAttribute<int>(names::statsTime)->value, n);
+        EXPECT_EQ(result.getAttribute<int>(names::statsRaysPerSecond)->value, 100 * n);
+        EXPECT_FLOAT_EQ(result.getAttribute<float>(names::statsRaysPerSample)->value, c.raysPerSample);
+        EXPECT_TRUE(merge.warnings.empty());
+    }
+}
+
+TEST(AccumulatorTest, PlainFirstImageGivesNoStatisticsOrMetadata) {
+    Merge merge;
+    merge.accumulator.add(makeImage(box(0, 0, 2, 2), {{"R", constant(1.f)}}), one);
+    ChannelImage lxr = makeLxrImage(box(0, 0, 2, 2));
+    lxr.setAttribute("lumora.cm.simpleexposure", 1.f);
+    lxr.setAttribute<std::string>(names::elements, "\"a\"");
+    merge.accumulator.add(std::move(lxr), one);
+    const ChannelImage result = merge.accumulator.finish();
+    EXPECT_FALSE(isLumoraExr(result));
+    EXPECT_EQ(result.getAttribute<int>(names::statsPasses), nullptr);
+    EXPECT_EQ(result.getAttribute<float>("lumora.cm.simpleexposure"), nullptr);
+    EXPECT_EQ(result.getAttribute<std::string>(names::elements), nullptr);
+    EXPECT_EQ(merge.warnings, std::vector<std::string>{notLxrWarning});
+}
+
+// --- Rejected inputs -------------------------------------------------------------------------------
+
+TEST(AccumulatorTest, BadInputsAreRejectedAndLeaveTheMergeUnchanged) {
+    const Bucket frame = box(0, 0, 64, 8);
+    struct Case {
+        const char* label;
+        std::function<ChannelImage()> input;
+        WeightDescriptor weight;
+        std::string message;
+    };
+    const std::vector<Case> cases = {
+        {"outside the frame", [&] { return makeImage(box(40, 0, 80, 8), {{"R", constant(1.f)}}); }, one,
+         "Image to be merged does not fit within the merged output image."},
+        {"missing weight channel", [&] { return makeImage(frame, {{"R", constant(1.f)}}); },
+         WeightDescriptor::channel("W"),
+         "Image to be merged is missing channel \"W\", expected to contain pixel weights."},
+        {"channel size differs from the data window",
+         [&] {
+             ChannelImage image = makeImage(frame, {{"R", constant(1.f)}});
+             image.getChannel<float>("R")->resize(8, 8);
+             return image;
+         },
+         one, "Channel \"R\" of the image to be merged does not match the size of its data window."},
+        {"no data window",
+         [&] {
+             ChannelImage image = makeImage(frame, {{"R", constant(1.f)}});
+             image.attributes().erase(names::dataWindow);
+             return image;
+         },
+         one, "Image to be merged has no data window."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
+        Merge merge;
+        merge.accumulator.add(makeImage(frame, {{"R", constant(2.f)}}), one);
+        ChannelImage bad = c.input();
+        try {
+            merge.accumulator.add(bad, c.weight);
+            ADD_FAILURE() << "no exception";
+        } catch (const Exception& e) {
+            EXPECT_EQ(std::string(e.what()), c.message);
+        }
+        EXPECT_EQ(merge.accumulator.getCount(), 0);
+        const ChannelImage result = merge.accumulator.finish();
+        expectChannel(result, "R", constant(2.f));
+        expectChannel(result, names::weights, constant(1.f));
+    }
+}
+
+TEST(AccumulatorTest, FirstInputWithoutItsWeightChannelIsRejected) {
+    Merge merge;
+    EXPECT_THROW(merge.accumulator.add(makeRgbImage(box(0, 0, 2, 2), 1.f), WeightDescriptor::channel(names::weights)),
+                 Exception);
+    EXPECT_EQ(merge.accumulator.getCount(), -1);
+    EXPECT_EQ(merge.accumulator.finish().channels().size(), 0u);
+}
+
+}  // namespace
+}  // namespace lumora
