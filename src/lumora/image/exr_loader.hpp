@@ -1,0 +1,43 @@
+#pragma once
+// Reads one OpenEXR file (plain EXR or LXR) into a ChannelImage.
+//
+// Header attributes of the types string, int, float, double, v2i, box2i and v3f become image
+// attributes of the same name (box2i maxima become exclusive); every channel becomes a float
+// channel (HALF and FLOAT) or an unsigned channel (UINT) of the data window's size. Whether the
+// result is an LXR is decided afterwards from its attributes (isLumoraExr).
+
+#include <expected>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "lumora/image/channel_image.hpp"
+
+namespace lumora {
+
+class ExrLoader {
+public:
+    // Multithreaded loads decode on OpenEXR's worker threads, the others in the calling thread.
+    explicit ExrLoader(bool multithreaded = true) : multithreaded_(multithreaded) {}
+    virtual ~ExrLoader() = default;
+
+    // The image, or the reason it cannot be read. Files that are not OpenEXR, damaged or
+    // truncated files, deep and multi-part files and images too large for this computer are
+    // refused with a message. Loads and saves of the whole process run one at a time.
+    virtual std::expected<ChannelImage, std::string> load(const std::filesystem::path& path);
+
+    bool isMultithreaded() const { return multithreaded_; }
+    void setMultithreaded(bool multithreaded) { multithreaded_ = multithreaded; }
+
+private:
+    bool multithreaded_;
+};
+
+// Turns the text of an error raised by OpenEXR or a file stream into a message that names the
+// file: forward-slash spellings of the path become native, a single-quoted path is double-quoted,
+// a message that does not name the path is prefixed with it, OpenEXR's "File is not an image
+// file." becomes "File is not a supported image file.", and the message ends with a full stop.
+// An empty message reads "Unknown error has occurred.".
+std::string rewriteExrErrorMessage(std::string_view message, const std::filesystem::path& path);
+
+}  // namespace lumora

@@ -1,0 +1,270 @@
+#include "lumora/image/exr_saver.hpp"
+
+#include <OpenEXR/ImfChannelList.h>
+#include <OpenEXR/ImfFrameBuffer.h>
+#include <OpenEXR/ImfHeader.h>
+#include <OpenEXR/ImfInputFile.h>
+#include <OpenEXR/ImfOutputFile.h>
+#include <Imath/half.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "lumora/image/exr_loader.hpp"
+
+namespace lumora {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path testFolder() {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(info->test_suite_name()) + "." + info->name();
+    std::replace(name.begin(), name.end(), '/', '_');
+    const fs::path folder = fs::path(LUMORA_TEST_TMP) / "exr_saver" / name;
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    return folder;
+}
+
+std::vector<std::string> folderEntries(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().native());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<char> readBytes(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+template <class T>
+void addChannel(ChannelImage& image, const std::string& name, const Bucket& window, T (*value)(int x, int y)) {
+    auto channel = std::make_unique<Channel<T>>(name, window.width(), window.height());
+    for (int y = 0; y < window.height(); ++y) {
+        for (int x = 0; x < window.width(); ++x) channel->at(x, y) = value(x, y);
+    }
+    image.addChannel(std::move(channel));
+}
+
+float ramp(int x, int y) { return 0.5f * static_cast<float>(x) - 3.f * static_cast<float>(y); }
+
+// A small beauty-only image with both windows, gamma and the header's fixed values.
+ChannelImage makeImage(const Bucket& window) {
+    ChannelImage image;
+    image.setAttribute(names::displayWindow, Bucket{{-8, -8}, {64, 48}});
+    image.setAttribute(names::dataWindow, window);
+    image.setAttribute(names::gamma, 1.f);
+    image.setAttribute(names::pixelAspectRatio, 1.f);
+    image.setAttribute(names::screenWindowWidth, 1.f);
+    for (const char* name : {"R", "G", "B"}) addChannel<float>(image, name, window, ramp);
+    return image;
+}
+
+// Equal attribute names, types and values; equal channel names, types, sizes and bits.
+void expectSameImage(const ChannelImage& actual, const ChannelImage& expected) {
+    ASSERT_EQ(actual.attributes().size(), expected.attributes().size());
+    for (const auto& [name, attribute] : expected.attributes()) {
+        const auto it = actual.attributes().find(name);
+        ASSERT_NE(it, actual.attributes().end()) << "attribute " << name;
+        EXPECT_TRUE(it->second->equals(*attribute)) << "attribute " << name;
+    }
+    ASSERT_EQ(actual.channels().size(), expected.channels().size());
+    for (const auto& [name, channel] : expected.channels()) {
+        const auto it = actual.channels().find(name);
+        ASSERT_NE(it, actual.channels().end()) << "channel " << name;
+        ASSERT_EQ(it->second->getWidth(), channel->getWidth()) << "channel " << name;
+        ASSERT_EQ(it->second->getHeight(), channel->getHeight()) << "channel " << name;
+        if (const auto* f = dynamic_cast<const Channel<float>*>(channel.get())) {
+            const auto* g = dynamic_cast<const Channel<float>*>(it->second.get());
+            ASSERT_NE(g, nullptr) << "channel " << name;
+            EXPECT_EQ(std::memcmp(f->data.data(), g->data.data(), f->data.size() * 4), 0) << "channel " << name;
+        } else {
+            const auto* u = dynamic_cast<const Channel<unsigned int>*>(channel.get());
+            const auto* v = dynamic_cast<const Channel<unsigned int>*>(it->second.get());
+            ASSERT_TRUE(u && v) << "channel " << name;
+            EXPECT_EQ(u->data, v->data) << "channel " << name;
+        }
+    }
+}
+
+class ExrRoundTrip : public ::testing::TestWithParam<bool> {};
+
+TEST_P(ExrRoundTrip, ReadsBackAnEqualImage) {
+    const fs::path path = testFolder() / "round.lxr";
+    const Bucket window{{5, -3}, {29, 17}};
+    ChannelImage image = makeImage(window);
+    image.setAttribute(names::gamma, 2.2f);
+    image.setAttribute(names::isLumoraExr, 1);
+    image.setAttribute<std::string>(names::elements, "\"Beauty|Beauty|\"");
+    image.setAttribute<std::string>("lumora.note", "Gr\xC3\xBC\xC3\x9F" "e \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x8E\xA5");
+    image.setAttribute<std::string>("empty", "");
+    image.setAttribute("lumora.cm.simpleexposure", -1.25f);
+    image.setAttribute("lumora.splatting.coefficient", 1.0 / 3.0);
+    image.setAttribute("lumora.cm.whitecolor", Rgb{0.9f, 1.f, 1.1f});
+    image.setAttribute("lumora.origin", Pixel{-7, 11});
+    image.setAttribute("lumora.region", Bucket{{-2, 3}, {40, 41}});
+    image.setAttribute("lumora.extreme", Bucket{{std::numeric_limits<int>::min(), 0}, {std::numeric_limits<int>::max(), 1}});
+    addChannel<float>(image, "Key.R", window, [](int x, int y) { return x == y ? -0.f : std::ldexp(1.f, -140 + x + y); });
+    addChannel<float>(image, "Key.G", window, [](int x, int) {
+        return x % 3 == 0 ? std::numeric_limits<float>::infinity() : std::numeric_limits<float>::quiet_NaN();
+    });
+    addChannel<float>(image, "Key.B", window, ramp);
+    addChannel<unsigned int>(image, "ObjectId", window,
+                             [](int x, int y) { return 0xFFFFFFFFu - static_cast<unsigned>(x * 31 + y); });
+
+    ASSERT_EQ(ExrSaver(GetParam()).save(image, path), true);
+    auto loaded = ExrLoader(GetParam()).load(path);
+    ASSERT_TRUE(loaded) << loaded.error();
+    expectSameImage(*loaded, image);
+
+    Imf::InputFile file(path.c_str());
+    EXPECT_EQ(file.header().compression(), Imf::ZIP_COMPRESSION);
+    EXPECT_EQ(file.header().lineOrder(), Imf::INCREASING_Y);
+    EXPECT_EQ(file.header().channels().findChannel("ObjectId")->type, Imf::UINT);
+    EXPECT_EQ(file.header().channels().findChannel("Key.R")->type, Imf::FLOAT);
+    EXPECT_EQ(file.header().dataWindow(), Imath::Box2i({5, -3}, {28, 16}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, ExrRoundTrip, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "Multithreaded" : "CallingThread"; });
+
+TEST(ExrSaver, HalfChannelsAreWrittenBackAsEqualFloats) {
+    const fs::path folder = testFolder();
+    const Imath::Box2i window({0, 0}, {15, 9});
+    std::vector<half> values(160);
+    for (std::size_t i = 0; i < values.size(); ++i) values[i] = half(static_cast<float>(i) * 0.37f - 20.f);
+    {
+        Imf::Header header(window, window);
+        Imf::FrameBuffer frameBuffer;
+        for (const char* name : {"R", "G", "B"}) {
+            header.channels().insert(name, Imf::Channel(Imf::HALF));
+            frameBuffer.insert(name, Imf::Slice::Make(Imf::HALF, values.data(), window, 2, 32));
+        }
+        Imf::OutputFile file((folder / "half.exr").c_str(), header);
+        file.setFrameBuffer(frameBuffer);
+        file.writePixels(10);
+    }
+    auto image = ExrLoader().load(folder / "half.exr");
+    ASSERT_TRUE(image) << image.error();
+    ASSERT_EQ(ExrSaver().save(*image, folder / "float.exr"), true);
+
+    Imf::InputFile file((folder / "float.exr").c_str());
+    for (auto it = file.header().channels().begin(); it != file.header().channels().end(); ++it) {
+        EXPECT_EQ(it.channel().type, Imf::FLOAT) << it.name();
+    }
+    auto again = ExrLoader().load(folder / "float.exr");
+    ASSERT_TRUE(again) << again.error();
+    expectSameImage(*again, *image);
+    EXPECT_EQ(again->getChannel<float>("G")->data[17], static_cast<float>(values[17]));
+}
+
+TEST(ExrSaver, AttributeNamesAndTypesFollowTheHeader) {
+    const fs::path path = testFolder() / "names.exr";
+    ChannelImage image = makeImage(Bucket{{0, 0}, {4, 3}});
+    image.attributes().erase(names::dataWindow);
+    image.setAttribute(names::dataWindow, Pixel{100, 200});  // the header's own data window wins
+    image.setAttribute(names::pixelAspectRatio, 2.f);        // so does its fixed aspect ratio
+    image.setAttribute("\xC4\x81x", 1);                      // U+0101 has no 8-bit form
+    image.setAttribute("\xF0\x9F\x8E\xA5" "cam", 2);         // two UTF-16 units, two replacements
+    image.setAttribute("caf\xC3\xA9", 3);                    // U+00E9 has one
+    image.setAttribute("flag", true);                        // no OpenEXR type
+
+    ASSERT_EQ(ExrSaver().save(image, path), true);
+    auto loaded = ExrLoader().load(path);
+    ASSERT_TRUE(loaded) << loaded.error();
+    EXPECT_EQ(loaded->getAttribute<Bucket>(names::dataWindow)->value, (Bucket{{0, 0}, {4, 3}}));
+    EXPECT_EQ(loaded->getAttribute<float>(names::pixelAspectRatio)->value, 1.f);
+    EXPECT_EQ(loaded->getAttribute<int>("_x")->value, 1);
+    EXPECT_EQ(loaded->getAttribute<int>("__cam")->value, 2);
+    EXPECT_EQ(loaded->getAttribute<int>("caf\xC3\xA9")->value, 3);
+    EXPECT_FALSE(loaded->attributes().contains("flag"));
+}
+
+TEST(ExrSaver, RefusesTextsThatCannotBeWritten) {
+    const fs::path folder = testFolder();
+    const Bucket window{{0, 0}, {2, 2}};
+
+    ChannelImage badValue = makeImage(window);
+    badValue.setAttribute<std::string>("label", "ab\xED\xA0\x80");  // an encoded lone surrogate
+    EXPECT_EQ(ExrSaver().save(badValue, folder / "a.exr").error(),
+              "String value \"ab\xED\xA0\x80\" cannot be encoded to UTF-8.");
+
+    ChannelImage badChannel = makeImage(window);
+    addChannel<float>(badChannel, "Key\xFF.R", window, ramp);
+    EXPECT_EQ(ExrSaver().save(badChannel, folder / "b.exr").error(),
+              "String value \"Key\xFF.R\" cannot be encoded to UTF-8.");
+
+    ChannelImage unnamed = makeImage(window);
+    addChannel<float>(unnamed, "", window, ramp);
+    EXPECT_EQ(ExrSaver().save(unnamed, folder / "c.exr").error(), "File channels must have non-empty names.");
+
+    EXPECT_TRUE(folderEntries(folder).empty());
+}
+
+TEST(ExrSaver, FailedSaveKeepsTheEarlierFileAndLeavesNoOther) {
+    const fs::path folder = testFolder();
+    const fs::path path = folder / "out.lxr";
+    ASSERT_EQ(ExrSaver().save(makeImage(Bucket{{0, 0}, {8, 8}}), path), true);
+    const std::vector<char> earlier = readBytes(path);
+
+    // OpenEXR refuses both only once the output file is open.
+    ChannelImage noChannels = makeImage(Bucket{{0, 0}, {8, 8}});
+    noChannels.channels().clear();
+    ChannelImage emptyWindow;
+    emptyWindow.setAttribute(names::displayWindow, Bucket{{0, 0}, {8, 8}});
+    emptyWindow.setAttribute(names::dataWindow, Bucket{{3, 3}, {3, 9}});
+    emptyWindow.addChannel(std::make_unique<Channel<float>>("R", 0, 6));
+
+    for (const ChannelImage* failing : {&noChannels, &emptyWindow}) {
+        for (const fs::path& target : {path, folder / "new.lxr"}) {
+            auto result = ExrSaver().save(*failing, target);
+            ASSERT_FALSE(result);
+            EXPECT_NE(result.error().find("\"" + target.native() + "\""), std::string::npos) << result.error();
+        }
+    }
+    EXPECT_EQ(folderEntries(folder), std::vector<std::string>{"out.lxr"});
+    EXPECT_EQ(readBytes(path), earlier);
+}
+
+TEST(ExrSaver, ReportsTargetsThatCannotBeCreated) {
+    const fs::path folder = testFolder();
+    const ChannelImage image = makeImage(Bucket{{0, 0}, {2, 2}});
+    std::ofstream(folder / "plain.txt") << "not a folder";
+
+    const fs::path missing = folder / "no such folder" / "out.exr";
+    EXPECT_EQ(ExrSaver().save(image, missing).error(),
+              "Cannot operate with image file \"" + missing.native() + "\". No such file or directory.");
+    const fs::path underFile = folder / "plain.txt" / "out.exr";
+    EXPECT_EQ(ExrSaver().save(image, underFile).error(),
+              "Cannot operate with image file \"" + underFile.native() + "\". Not a directory.");
+    EXPECT_EQ(ExrSaver().save(image, folder).error().find("Cannot operate with image file"), 0u);
+}
+
+TEST(ExrSaver, ReportsReadOnlyFolders) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "folder permissions do not bind the super-user";
+    }
+    const fs::path folder = testFolder();
+    const ChannelImage image = makeImage(Bucket{{0, 0}, {2, 2}});
+    const fs::path locked = folder / "locked";
+    fs::create_directory(locked);
+    ::chmod(locked.c_str(), 0555);
+    EXPECT_EQ(ExrSaver().save(image, locked / "out.exr").error(),
+              "Cannot operate with image file \"" + (locked / "out.exr").native() + "\". Permission denied.");
+    ::chmod(locked.c_str(), 0755);
+}
+
+}  // namespace
+}  // namespace lumora

@@ -1,0 +1,136 @@
+#include "lumora/image/property_attributes.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "lumora/image/exr_loader.hpp"
+#include "lumora/image/exr_saver.hpp"
+
+namespace lumora {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A value of the property's type that differs from its default and survives the text forms
+// (six significant digits, quoting and escaping).
+Property otherValue(const PropertyDescriptor& d) {
+    switch (d.type) {
+        case PropertyType::Bool: return Property(!d.defaultValue.asBool());
+        case PropertyType::Int: return Property(d.defaultValue.asInt() + 1);
+        case PropertyType::Float: return Property(d.defaultValue.asFloat() + 0.25f);
+        case PropertyType::Vec3: return Property(Vec3{0.25f, 0.5f, 2.f});
+        case PropertyType::String: return Property(std::string("C:\\luts\\a \"b\".cube"));
+        case PropertyType::BoolArray: return Property::boolArray({true, false, true});
+        case PropertyType::IntArray: return Property::intArray({-3, 0, 7});
+        case PropertyType::FloatArray: return Property::floatArray({1.f, 0.5f, -2.25f, 1e-05f});
+        case PropertyType::Vec2Array: return Property::vec2Array({{0.f, 0.f}, {0.5f, 0.75f}, {1.f, 1.f}});
+        case PropertyType::Vec3Array: return Property::vec3Array({{1.f, 0.5f, 0.25f}, {0.f, 2.f, 3.f}});
+        case PropertyType::StringArray: return Property::stringArray({"a", "b \"c\"", ""});
+        default: break;
+    }
+    return {};
+}
+
+std::vector<const PropertyDescriptor*> postProcessingDescriptors() {
+    std::vector<const PropertyDescriptor*> result;
+    PropertyDescriptor::enumerate([&](const PropertyDescriptor& d) {
+        if (d.hasFlag(PropertyDescriptor::PostProcessing)) {
+            result.push_back(&d);
+        }
+    });
+    return result;
+}
+
+ChannelImage imageWithOneChannel() {
+    ChannelImage image;
+    image.setAttribute<Bucket>(names::displayWindow, Bucket{{0, 0}, {2, 1}});
+    image.setAttribute<Bucket>(names::dataWindow, Bucket{{0, 0}, {2, 1}});
+    for (const char* c : {"R", "G", "B"}) {
+        image.addChannel(std::make_unique<Channel<float>>(c, 2, 1));
+    }
+    return image;
+}
+
+// Stored values read back equal through the image alone and through a written file.
+void expectRoundTrip(const Settings& settings, const std::string& fileName) {
+    ChannelImage image = imageWithOneChannel();
+    storePropertyAttributes(image, settings);
+
+    const fs::path path = fs::path(LUMORA_TEST_TMP) / "property_attributes" / fileName;
+    fs::create_directories(path.parent_path());
+    ASSERT_TRUE(ExrSaver().save(image, path).has_value());
+    const auto loaded = ExrLoader().load(path);
+    ASSERT_TRUE(loaded.has_value()) << loaded.error();
+
+    for (const PropertyDescriptor* d : postProcessingDescriptors()) {
+        const Property expected = settings.get(d->id);
+        for (const ChannelImage* source : {static_cast<const ChannelImage*>(&image), &*loaded}) {
+            const auto stored = readPropertyAttribute(*source, *d);
+            ASSERT_TRUE(stored.has_value()) << d->name;
+            EXPECT_TRUE(*stored == expected) << d->name << ": " << toStr(*stored) << " instead of " << toStr(expected);
+        }
+    }
+}
+
+TEST(PropertyAttributes, EveryPostProcessingPropertyRoundTrips) {
+    Settings defaults;
+    expectRoundTrip(defaults, "defaults.exr");
+
+    Settings changed;
+    for (const PropertyDescriptor* d : postProcessingDescriptors()) {
+        changed.set(d->id, otherValue(*d));
+    }
+    expectRoundTrip(changed, "changed.exr");
+}
+
+TEST(PropertyAttributes, AttributeTypesAndNames) {
+    Settings settings;
+    settings.set(PropertyId::colorMapLightmixEnabledLayers, Property::boolArray({true, false}));
+    ChannelImage image;
+    storePropertyAttributes(image, settings);
+
+    EXPECT_EQ(image.attributes().size(), postProcessingDescriptors().size());
+    EXPECT_NE(image.getAttribute<int>("lumora.cm.enabled"), nullptr);         // Bool
+    EXPECT_NE(image.getAttribute<int>("lumora.bg.streakcount"), nullptr);     // Int
+    EXPECT_NE(image.getAttribute<int>("lumora.curves.master.interpol"), nullptr);  // Int with named constants
+    EXPECT_NE(image.getAttribute<float>("lumora.cm.hlcompr"), nullptr);       // Float
+    EXPECT_NE(image.getAttribute<Rgb>("lumora.cm.tint"), nullptr);            // Vec3
+    EXPECT_NE(image.getAttribute<std::string>("lumora.renderstamp"), nullptr);  // String
+    EXPECT_EQ(image.getAttribute<std::string>("lumora.cm.lightmixenabledlayers")->value, "true, false");
+    EXPECT_EQ(image.getAttribute<std::string>("lumora.cm.lightmixcolors")->value, "");
+}
+
+TEST(PropertyAttributes, ValuesOfAnotherTypeOrMalformedTextCountAsNotStored) {
+    auto descriptor = [](int id) { return *PropertyDescriptor::get(id); };
+    ChannelImage image;
+    EXPECT_FALSE(readPropertyAttribute(image, descriptor(PropertyId::colorMapGamma)).has_value());
+
+    image.setAttribute<int>("lumora.cm.gamma", 2);
+    image.setAttribute<float>("lumora.bg.streakcount", 3.f);
+    image.setAttribute<std::string>("lumora.cm.enabled", "true");
+    image.setAttribute<std::string>("lumora.cm.tint", "1 1 1");
+    image.setAttribute<float>("lumora.cm.lut.path", 1.f);
+    image.setAttribute<std::string>("lumora.cm.lightmixintensities", "1, x");
+    image.setAttribute<std::string>("lumora.cm.lightmixcolors", "1 2, 3 4 5");
+    image.setAttribute<std::string>("lumora.curves.r.nodes", "0 0, 1");
+    image.setAttribute<std::string>("lumora.cm.lightmixenabledlayers", "true, 2");
+    image.setAttribute<int>("lumora.curves.g.nodes", 0);
+    for (const int id : {PropertyId::colorMapGamma, PropertyId::bloomGlareStreakCount, PropertyId::colorMapEnabled,
+                         PropertyId::colorMapTint, PropertyId::colorMapLutPath, PropertyId::colorMapLightmixIntensities,
+                         PropertyId::colorMapLightmixColors, PropertyId::curvesRNodes,
+                         PropertyId::colorMapLightmixEnabledLayers, PropertyId::curvesGNodes}) {
+        EXPECT_FALSE(readPropertyAttribute(image, descriptor(id)).has_value()) << descriptor(id).name;
+    }
+
+    // The configuration syntax is accepted beside the canonical text: 0 and 1 for booleans, blanks.
+    image.setAttribute<std::string>("lumora.cm.lightmixenabledlayers", " 1 ,false, 0 ");
+    const auto layers = readPropertyAttribute(image, descriptor(PropertyId::colorMapLightmixEnabledLayers));
+    ASSERT_TRUE(layers.has_value());
+    EXPECT_TRUE(*layers == Property::boolArray({true, false, false}));
+}
+
+}  // namespace
+}  // namespace lumora

@@ -1,0 +1,154 @@
+// The lumora-sample-render command line: option parsing, messages and exit status of the real
+// executable.
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "lumora/image/exr_loader.hpp"
+#include "sample_render/options.hpp"
+
+extern char** environ;
+
+namespace lumora::sample {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+fs::path scratch() {
+    const fs::path folder = fs::path(LUMORA_TEST_TMP) / "sample_render_cli";
+    fs::create_directories(folder);
+    return folder;
+}
+
+std::string readText(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+Outcome runTool(std::vector<std::string> arguments) {
+    const fs::path outPath = scratch() / "stdout.txt";
+    const fs::path errPath = scratch() / "stderr.txt";
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    arguments.insert(arguments.begin(), LUMORA_SAMPLE_RENDER_EXE);
+    std::vector<char*> argv;
+    for (std::string& a : arguments) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    Outcome outcome;
+    pid_t pid = 0;
+    if (posix_spawn(&pid, LUMORA_SAMPLE_RENDER_EXE, &actions, nullptr, argv.data(), environ) == 0) {
+        int status = 0;
+        waitpid(pid, &status, 0);
+        outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    outcome.out = readText(outPath);
+    outcome.err = readText(errPath);
+    return outcome;
+}
+
+std::string parseError(std::vector<std::string> arguments) {
+    const auto parsed = parseOptions(arguments);
+    return parsed ? std::string("(parsed)") : parsed.error();
+}
+
+TEST(SampleRenderOptions, ValuesOfEveryOption) {
+    const auto parsed = parseOptions(std::vector<std::string>{
+        "--size", "64x36", "--passes=5", "--seed", "4294967295", "--region", "8,4,40,30", "--adaptive",
+        "--no-denoising-data", "--set", "float colorMap.gamma = 2", "--set", "bool bloomGlare.enabled = true",
+        "--threads", "3", "--preview", "p.png", "out.lxr"});
+    ASSERT_TRUE(parsed.has_value()) << parsed.error();
+    EXPECT_EQ(parsed->width, 64);
+    EXPECT_EQ(parsed->height, 36);
+    EXPECT_EQ(parsed->passes, 5);
+    EXPECT_EQ(parsed->seed, 4294967295u);
+    EXPECT_EQ(parsed->dataWindow(), (Bucket{{8, 4}, {40, 30}}));
+    EXPECT_TRUE(parsed->adaptive);
+    EXPECT_FALSE(parsed->denoisingData);
+    EXPECT_EQ(parsed->settingsLines,
+              (std::vector<std::string>{"float colorMap.gamma = 2", "bool bloomGlare.enabled = true"}));
+    EXPECT_EQ(parsed->threads, 3);
+    EXPECT_EQ(parsed->preview, "p.png");
+    EXPECT_EQ(parsed->output, "out.lxr");
+
+    const auto defaults = parseOptions(std::vector<std::string>{"out.lxr"});
+    ASSERT_TRUE(defaults.has_value());
+    EXPECT_EQ(defaults->dataWindow(), (Bucket{{0, 0}, {640, 360}}));
+    EXPECT_EQ(defaults->passes, 16);
+    EXPECT_EQ(defaults->seed, 1u);
+    EXPECT_TRUE(defaults->denoisingData);
+}
+
+TEST(SampleRenderOptions, BadOptionsAreExplained) {
+    const std::string size = "expected WxH with whole numbers from 1 to 16384, for example 640x360.";
+    const std::string region = "expected x0,y0,x1,y1 with whole numbers (x1 and y1 exclusive).";
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{}, "No output file given."},
+        {{"a.lxr", "b.lxr"}, "More than one output file given: 'a.lxr' and 'b.lxr'."},
+        {{"--frobnicate", "a.lxr"}, "Unknown option '--frobnicate'."},
+        {{"a.lxr", "--passes"}, "Option --passes needs a value."},
+        {{"--size", "640", "a.lxr"}, "Invalid --size value '640': " + size},
+        {{"--size", "64x36x2", "a.lxr"}, "Invalid --size value '64x36x2': " + size},
+        {{"--passes", "2.5", "a.lxr"}, "Invalid --passes value '2.5': expected a whole number from 1 to 65536."},
+        {{"--seed", "-1", "a.lxr"}, "Invalid --seed value '-1': expected a whole number from 0 to 4294967295."},
+        {{"--region", "1,2,3,4,5", "a.lxr"}, "Invalid --region value '1,2,3,4,5': " + region},
+        {{"--size", "64x36", "--region", "0,0,65,36", "a.lxr"},
+         "The region 0,0,65,36 is empty or does not lie inside the 64x36 frame."},
+        {{"--region", "10,0,10,36", "a.lxr"},
+         "The region 10,0,10,36 is empty or does not lie inside the 640x360 frame."},
+        {{"--adaptive=yes", "a.lxr"}, "Unknown option '--adaptive=yes'."},
+    };
+    for (const auto& [arguments, message] : cases) {
+        EXPECT_EQ(parseError(arguments), message) << testing::PrintToString(arguments);
+    }
+}
+
+TEST(SampleRenderTool, WritesAnLxrAndReportsErrorsWithStatusOne) {
+    const fs::path output = scratch() / "tiny.lxr";
+    const fs::path preview = scratch() / "tiny.png";
+    fs::remove(output);
+    const Outcome ok = runTool({"--size", "16x9", "--passes", "2", "--preview", preview.string(), output.string()});
+    EXPECT_EQ(ok.status, 0) << ok.err;
+    EXPECT_EQ(ok.out + ok.err, "");
+    const auto loaded = ExrLoader().load(output);
+    ASSERT_TRUE(loaded.has_value()) << loaded.error();
+    EXPECT_TRUE(isLumoraExr(*loaded));
+    EXPECT_GT(fs::file_size(preview), 0u);
+
+    const std::string hint = "\nRun 'lumora-sample-render --help' for the options.\n";
+    const Outcome badOption = runTool({"--passes", "none", output.string()});
+    EXPECT_EQ(badOption.status, 1);
+    EXPECT_EQ(badOption.err,
+              "Error: Invalid --passes value 'none': expected a whole number from 1 to 65536." + hint);
+
+    const Outcome badSetting = runTool({"--size", "4x4", "--set", "float colorMap.nothing = 1", output.string()});
+    EXPECT_EQ(badSetting.status, 1);
+    EXPECT_EQ(badSetting.err, "Error: Error in.conf file 'Conf::parseLine' (line 1) : Unknown property.\n Whole line : "
+                              "float colorMap.nothing = 1" + hint);
+
+    const Outcome help = runTool({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.out, usageText());
+}
+
+}  // namespace
+}  // namespace lumora::sample
