@@ -1,0 +1,152 @@
+#pragma once
+// The weight of a neighbour q for a pixel p in the non-local-means filters.
+//
+// Conventions: images are row-major arrays of Float4 with `stride` pixels per row; p and q are
+// linear pixel indices; patches are N x N (N odd) and centred on the pixel. Luminance is
+// (r + g + b) / 3; the fourth lane never counts.
+//
+// The colour distance D averages, over the patch, the squared colour difference less the part the
+// noise explains (k times the variance), normalised by the variances; the colour weight is
+// exp(-h * D). Features (normals, diffuse colour, ...) add a second weight exp(-M); the smaller
+// of the two wins.
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "lumora/foundation/float4.hpp"
+
+namespace lumora {
+
+inline constexpr float kLog2e = 1.4426950f;
+
+// One feature as the filters see it.
+struct NlmFeature {
+    static constexpr std::uint32_t kActive = 4;
+
+    const Float4* mean = nullptr;      // F
+    const Float4* variance = nullptr;  // FV
+    const Float4* gradient = nullptr;  // G, the floor of the normaliser
+    Float4 weight;                     // c
+    Float4 floor;                      // b, scaled by the filter's feature scale
+    Float4 cancellation;               // a, the share of the variance taken off
+    std::uint32_t flags = 0;
+
+    bool active() const { return (flags & kActive) != 0; }
+};
+
+// Whoever supplies feature weights to a filter (the high-quality denoiser, or its reduced copy at
+// a coarser level). The span must stay valid while the filter runs.
+class NlmFeatureOwner {
+public:
+    virtual std::span<const NlmFeature> nlmFeatures() const = 0;
+
+protected:
+    ~NlmFeatureOwner() = default;
+};
+
+// Patch offsets valid for both pixels of a pair, inclusive.
+struct PatchClip {
+    int x0, x1, y0, y1;
+
+    static PatchClip of(int radius, int px, int py, int qx, int qy, int width, int height) {
+        return {std::max({-radius, -px, -qx}), std::min({radius, width - 1 - px, width - 1 - qx}),
+                std::max({-radius, -py, -qy}), std::min({radius, height - 1 - py, height - 1 - qy})};
+    }
+};
+
+namespace nlm {
+
+// 1 / N², as the single-precision constants the weights have always used.
+template <int N>
+constexpr float patchFactor() {
+    if constexpr (N == 3) {
+        return 0.111111112f;
+    } else if constexpr (N == 7) {
+        return 0.0204081628f;
+    } else {
+        return 1.f / float(N * N);
+    }
+}
+
+struct ColourTerms {
+    Float4 k;
+    Float4 epsilon;
+};
+
+// d(o) for one patch position; the neighbour's variance is capped at 1000 times the centre's.
+inline Float4 positionDistance(Float4 ip, Float4 iq, Float4 vp, Float4 vq, const ColourTerms& t) {
+    const Float4 diff = ip - iq;
+    const Float4 num = diff * diff - t.k * (vp + min(vp, vq));
+    const Float4 den = t.epsilon + vp + min(vq, Float4(1000.f) * vp);
+    return max(num / den, Float4(0.f));
+}
+
+// D over a full patch; both patches must lie inside the image.
+template <int N>
+inline float colourDistanceInterior(const Float4* colour, const Float4* variance, std::ptrdiff_t stride,
+                                    std::ptrdiff_t p, std::ptrdiff_t q, const ColourTerms& t) {
+    constexpr int r = N / 2;
+    Float4 sum(0.f);
+    for (int dy = -r; dy <= r; ++dy) {
+        const std::ptrdiff_t row = dy * stride;
+        for (int dx = -r; dx <= r; ++dx) {
+            const std::ptrdiff_t o = row + dx;
+            sum += positionDistance(colour[p + o], colour[q + o], variance[p + o], variance[q + o], t);
+        }
+    }
+    return (sum * patchFactor<N>()).luminance();
+}
+
+// D over the clipped patch; positions outside the image add nothing.
+template <int N>
+inline float colourDistanceBorder(const Float4* colour, const Float4* variance, std::ptrdiff_t stride,
+                                  std::ptrdiff_t p, std::ptrdiff_t q, const PatchClip& clip, const ColourTerms& t) {
+    Float4 sum(0.f);
+    for (int dy = clip.y0; dy <= clip.y1; ++dy) {
+        const std::ptrdiff_t row = dy * stride;
+        for (int dx = clip.x0; dx <= clip.x1; ++dx) {
+            const std::ptrdiff_t o = row + dx;
+            sum += positionDistance(colour[p + o], colour[q + o], variance[p + o], variance[q + o], t);
+        }
+    }
+    return (sum * patchFactor<N>()).luminance();
+}
+
+// 2^x to about 2e-7 relative; exact at 0, so equal patches weigh exactly 1.
+inline float fastExp2(float x) {
+    if (!(x >= -126.f)) return x >= -150.f ? std::exp2(x) : 0.f;  // denormal results, and NaN -> 0
+    if (x > 127.f) return std::exp2(x);
+    const int n = static_cast<int>(x + 127.5f) - 127;  // nearest integer; the sum is positive
+    const float f = x - float(n);                        // in [-0.5, 0.5]
+    const float p = ((((((1.535336188319500e-4f * f + 1.339887440266574e-3f) * f + 9.618437357674640e-3f) * f +
+                        5.550332471162809e-2f) * f + 2.402264791363012e-1f) * f + 6.931472028550421e-1f) * f) + 1.f;
+    return p * std::bit_cast<float>(static_cast<std::uint32_t>(n + 127) << 23);
+}
+
+inline float colourWeight(float distance, float h) { return fastExp2(-h * distance * kLog2e); }
+
+// M, the largest lane of the largest normalised feature distance; -1 without active features.
+// floorScale multiplies every feature's floor b.
+inline float featureExponent(std::span<const NlmFeature> features, std::ptrdiff_t p, std::ptrdiff_t q,
+                             float floorScale) {
+    Float4 m(-1.f);
+    for (const NlmFeature& f : features) {
+        if (!f.active()) continue;
+        const Float4 diff = f.mean[p] - f.mean[q];
+        const Float4 fvp = f.variance[p];
+        const Float4 num = diff * diff - (fvp + min(fvp, f.variance[q])) * f.cancellation;
+        const Float4 den = max(f.floor * floorScale, f.gradient[p]);
+        m = max(m, f.weight * num / den);
+    }
+    return std::max(std::max(m.x(), m.y()), std::max(m.z(), m.w()));
+}
+
+inline float featureWeight(float exponent) { return fastExp2(-exponent * kLog2e); }
+
+}  // namespace nlm
+
+}  // namespace lumora

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "lumora/denoise/create_denoiser.hpp"
+#include "lumora/denoise/denoising_mode.hpp"
+#include "lumora/denoise/hot_pixels_denoiser.hpp"
+#include "lumora/foundation/exception.hpp"
+
+namespace lumora {
+namespace {
+
+using enum FeatureType;
+
+TEST(DenoisingMode, FeaturesAndFlagsOfEachMode) {
+    struct Row {
+        DenoisingMode mode;
+        std::vector<FeatureType> features;
+        bool filter, featureVariance;
+    };
+    const std::vector<Row> rows{
+        {DenoisingMode::None, {}, false, false},
+        {DenoisingMode::Fireflies, {}, true, false},
+        {DenoisingMode::Full, {VisibleDiffuse, VisibleNormals, Hybrid, HairIds}, true, true},
+        {DenoisingMode::Gather, {VisibleDiffuse, VisibleNormals, Hybrid, HairIds}, false, true},
+        {DenoisingMode::NvidiaAiDenoiser, {VisibleDiffuse, OptixNormals}, true, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(int(row.mode));
+        EXPECT_EQ(getDenoisingFeatures(row.mode), row.features);
+        const DenoisingFlags flags = getDenoisingModeFlags(row.mode);
+        EXPECT_EQ(flags.has(DenoisingFlag::Filter), row.filter);
+        EXPECT_EQ(flags.has(DenoisingFlag::FeatureVariance), row.featureVariance);
+        EXPECT_EQ(flags.bits(), (row.filter ? 1u : 0u) | (row.featureVariance ? 2u : 0u));
+    }
+    const char* const names[] = {"VisibleNormals", "VisibleDiffuse", "Hybrid", "HairIds", "OptixNormals"};
+    for (int type = 0; type < 5; ++type) EXPECT_STREQ(getFeatureElementName(FeatureType(type)), names[type]);
+}
+
+void expectStop(const std::function<void()>& call) {
+    try {
+        call();
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception& e) {
+        EXPECT_TRUE(std::string(e.what()).starts_with("STOP@lumora/denoise/")) << e.what();
+    }
+}
+
+TEST(DenoisingMode, ValuesOutsideTheTablesAreInternalDefects) {
+    for (int value : {-1, 5, 100}) {
+        SCOPED_TRACE(value);
+        const auto mode = static_cast<DenoisingMode>(value);
+        expectStop([&] { getDenoisingFeatures(mode); });
+        expectStop([&] { getDenoisingModeFlags(mode); });
+        expectStop([&] { createDenoiser(mode, nullptr, DenoisingData{}); });
+        expectStop([&] { getFeatureElementName(static_cast<FeatureType>(value)); });
+    }
+}
+
+struct SilentLogger : Logger {
+    void error(const std::string&) override {}
+};
+
+TEST(CreateDenoiser, GivesTheDenoiserOfTheModeAndKeepsNoLogger) {
+    auto logger = std::make_shared<SilentLogger>();
+    EXPECT_EQ(createDenoiser(DenoisingMode::None, logger, {}), nullptr);
+    EXPECT_EQ(createDenoiser(DenoisingMode::Gather, logger, {}), nullptr);
+    EXPECT_NE(dynamic_cast<HotPixelsDenoiser*>(createDenoiser(DenoisingMode::Fireflies, logger, {}).get()), nullptr);
+    EXPECT_EQ(logger.use_count(), 1);
+
+    const std::vector<std::pair<DenoisingMode, std::string>> missing{
+        {DenoisingMode::Full, "The denoising mode \"Full\" is not available in this build yet."},
+        {DenoisingMode::NvidiaAiDenoiser, "The denoising mode \"NVIDIA AI denoiser\" is not available in this build yet."},
+    };
+    for (const auto& [mode, message] : missing) {
+        try {
+            createDenoiser(mode, logger, {});
+            ADD_FAILURE() << message;
+        } catch (const Exception& e) {
+            EXPECT_EQ(e.message(), message);
+        }
+    }
+    EXPECT_EQ(logger.use_count(), 1);
+}
+
+DenoisingData dataWithFeatures(const std::vector<FeatureType>& types) {
+    DenoisingData data;
+    data.passes = Bitmap<float>(3, 2, 16.f);
+    for (FeatureType type : types) {
+        // The pixel value tells the features apart after the move.
+        const Float4 tag(float(type) + 1.f);
+        data.features[type] = FeatureImages{type, Bitmap<Float4>(3, 2, tag), Bitmap<Float4>(3, 2, tag * tag)};
+    }
+    return data;
+}
+
+TEST(DenoiserBase, TakesOverTheFeaturesInItsOwnOrder) {
+    DenoisingData data = dataWithFeatures({VisibleNormals, VisibleDiffuse, Hybrid, HairIds, OptixNormals});
+    HotPixelsDenoiser denoiser(data);
+    const auto& records = denoiser.featureRecords();
+    ASSERT_EQ(records.size(), 4u);
+    const std::vector<std::pair<FeatureType, std::string>> expected{
+        {VisibleDiffuse, "visibleDiffuse"}, {VisibleNormals, "visibleNormals"}, {Hybrid, "hybrid"}, {HairIds, "hairIds"}};
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        EXPECT_EQ(records[i].descriptor.type, expected[i].first);
+        EXPECT_EQ(records[i].descriptor.name, expected[i].second);
+        EXPECT_EQ(records[i].mean(2, 1).x(), float(expected[i].first) + 1.f);
+        EXPECT_EQ(records[i].squares.width(), 3);
+        EXPECT_TRUE(data.features.at(expected[i].first).mean.empty());
+    }
+    EXPECT_EQ(denoiser.passes().width(), 3);
+    EXPECT_TRUE(data.passes.empty());
+    // The GPU denoiser's normals are not a record and stay where they were.
+    EXPECT_FALSE(data.features.at(OptixNormals).mean.empty());
+
+    DenoisingData withoutHair = dataWithFeatures({VisibleNormals, VisibleDiffuse, Hybrid});
+    EXPECT_EQ(HotPixelsDenoiser(withoutHair).featureRecords().size(), 3u);
+}
+
+}  // namespace
+}  // namespace lumora
