@@ -1,10 +1,26 @@
 #pragma once
-// The chain of operators that one processing run of the console editor drives.
+// The chain of operators that one processing run of the console editor drives: load (and merge),
+// denoise and its blend, light mix, and the LXR writers. One pipeline serves one run.
 
+#include <filesystem>
+#include <mutex>
+#include <optional>
+
+#include "lumora/foundation/exception.hpp"
+#include "lumora/pipeline/blend_denoised_operator.hpp"
+#include "lumora/pipeline/denoise_operator.hpp"
+#include "lumora/pipeline/lightmix_operator.hpp"
+#include "lumora/pipeline/load_operator.hpp"
 #include "lumora/pipeline/runtime.hpp"
+#include "lumora/pipeline/save_lxr_operator.hpp"
 #include "lumora/settings/settings.hpp"
 
-namespace lumora::Pipeline {
+namespace lumora {
+
+// Whether the output is written as LXR: the extension ".lxr", in any letter case.
+bool isLumoraExrFileName(const std::filesystem::path& path);
+
+namespace Pipeline {
 
 class CliPipeline {
 public:
@@ -13,11 +29,30 @@ public:
     CliPipeline(const CliPipeline&) = delete;
     CliPipeline& operator=(const CliPipeline&) = delete;
 
-    // The whole processing run: load, denoise, save. Throws Exception on every failure.
+    // The whole processing run: load, denoise, save. Nothing is printed on success; warnings go
+    // to runtime.printMessage. Throws Exception on every failure.
     void run(Performer::IRuntime& runtime);
 
 private:
+    void loadPhase(Performer::IRuntime& runtime);
+    void denoisePhase(Performer::IRuntime& runtime);
+    void savePhase(Performer::IRuntime& runtime);
+    // Rethrows the last error an operator reported, if any.
+    void throwPendingError();
+
     Settings* settings_;
+    // Declared before the operators: their worker threads may still report while they stop.
+    std::mutex pendingErrorMutex_;
+    std::optional<Exception> pendingError_;
+
+    LoadOperator load_;
+    DenoiseOperator denoise_;
+    BlendDenoisedOperator blendDenoised_;
+    std::mutex lightMixLock_;
+    LightMixOperator lightMix_;
+    SaveLxrOperator saveLxr_;
+    SaveLxrOperatorCli saveLxrCli_;
 };
 
-}  // namespace lumora::Pipeline
+}  // namespace Pipeline
+}  // namespace lumora

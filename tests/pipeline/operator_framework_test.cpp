@@ -1,0 +1,165 @@
+// The asynchronous job protocol and the element filters that every operator is built on.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "lumora/pipeline/async_mixin.hpp"
+#include "lumora/pipeline/operator.hpp"
+#include "pipeline/pipeline_test_support.hpp"
+
+namespace lumora {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A job that can be held inside its first run and reports an error at the end of every run.
+class ProbeOperator final : public AsyncMixin<ProgressMixin<IOperator>> {
+public:
+    ~ProbeOperator() override { stopWorker(); }
+
+    void request() { start("Probe"); }
+    void holdFirstRun() { hold_ = true; }
+    void release() {
+        std::lock_guard lock(mutex_);
+        released_ = true;
+        changed_.notify_all();
+    }
+    void awaitEntered() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return entered_; });
+    }
+    void setRunTime(std::chrono::milliseconds time) { runTime_ = time; }
+    int runs() const { return runs_.load(); }
+    const std::string& name() const { return taskName(); }
+
+    std::int64_t getTimestamp() const override { return 0; }
+    std::vector<ElementInfo> getElements() const override { return {}; }
+    Bucket getImageRect() const override { return {}; }
+    Bucket getRegion() const override { return {}; }
+    std::optional<Bitmap<Float4>> compute(const ElementInfo&, const Bucket&, float, unsigned) override {
+        return std::nullopt;
+    }
+    std::optional<Bitmap<float>> computeMono(const ElementInfo&, const Bucket&, float, unsigned) override {
+        return std::nullopt;
+    }
+
+protected:
+    void run() override {
+        const int run = ++runs_;
+        {
+            std::unique_lock lock(mutex_);
+            entered_ = true;
+            changed_.notify_all();
+            if (hold_ && run == 1) changed_.wait(lock, [this] { return released_; });
+        }
+        std::this_thread::sleep_for(runTime_);
+        reportError("run " + std::to_string(run) + " failed");
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool entered_ = false;
+    bool released_ = false;
+    bool hold_ = false;
+    std::chrono::milliseconds runTime_{0};
+    std::atomic<int> runs_{0};
+};
+
+TEST(AsyncOperator, RequestsThatArriveDuringARunMergeIntoOneFurtherRun) {
+    ProbeOperator probe;
+    probe.holdFirstRun();
+    probe.request();
+    probe.awaitEntered();
+    probe.request();
+    probe.request();
+    probe.release();
+    EXPECT_TRUE(probe.wait());
+    EXPECT_EQ(probe.runs(), 2);
+    EXPECT_EQ(probe.name(), "Pipeline_Probe");
+}
+
+TEST(AsyncOperator, WaitOnAnOperatorThatWasNeverStartedReturnsAtOnce) {
+    ProbeOperator probe;
+    EXPECT_TRUE(probe.wait());
+    EXPECT_EQ(probe.runs(), 0);
+}
+
+TEST(AsyncOperator, WaitCoversARunningJobSoItsErrorIsDeliveredFirst) {
+    test::MessageLog log;
+    ProbeOperator probe;
+    probe.setErrorCallback(log.callback());
+    probe.setRunTime(50ms);
+    probe.request();
+    probe.awaitEntered();  // the worker has taken the request and is inside the job
+    EXPECT_TRUE(probe.wait());
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"run 1 failed"});
+}
+
+TEST(AsyncOperator, EveryRequestAfterAFinishedRunRunsAgainAndSilenceMutesReports) {
+    test::MessageLog log;
+    ProbeOperator probe;
+    probe.setErrorCallback(log.callback());
+    probe.request();
+    probe.wait();
+    probe.setSilent(true);
+    probe.request();
+    probe.wait();
+    EXPECT_EQ(probe.runs(), 2);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"run 1 failed"});
+}
+
+TEST(AsyncOperator, WaitAfterStopReportsTheStop) {
+    ProbeOperator probe;
+    probe.holdFirstRun();
+    probe.request();
+    probe.awaitEntered();
+    probe.request();
+    probe.stop();
+    EXPECT_FALSE(probe.wait());
+    probe.release();
+}
+
+TEST(ElementFilter, StarAcceptsEveryElementAndANameExactlyItsElement) {
+    const std::vector<ElementInfo> elements{
+        {"", ElementLayout::Rgba, 0},
+        {"A", ElementLayout::Mono, ElementFlag::RawData},
+        {"Key", ElementLayout::Rgb, ElementFlag::LightSelect},
+        {"LUMORA_FB_WEIGHTS", ElementLayout::Mono, ElementFlag::Hidden},
+        {"SqrBeauty", ElementLayout::Rgb, ElementFlag::Hidden},
+    };
+    const auto accepted = [&](const std::string& selector) {
+        const auto filter = IOperator::makeElementFilter({selector});
+        std::vector<std::string> names;
+        for (const auto& element : elements) {
+            if ((*filter)(element)) names.push_back(element.name);
+        }
+        return names;
+    };
+    EXPECT_EQ(accepted("*"), (std::vector<std::string>{"", "A", "Key", "LUMORA_FB_WEIGHTS", "SqrBeauty"}));
+    EXPECT_EQ(accepted("BEAUTY"), std::vector<std::string>{""});
+    EXPECT_EQ(accepted("Alpha"), std::vector<std::string>{"A"});
+    EXPECT_EQ(accepted("Key"), std::vector<std::string>{"Key"});
+    EXPECT_EQ(accepted("SqrBeauty"), std::vector<std::string>{"SqrBeauty"});
+    EXPECT_TRUE(accepted("beauty").empty());
+    EXPECT_TRUE(accepted("key").empty());
+}
+
+TEST(Timestamps, LaterChangesAlwaysCompareNewer) {
+    std::int64_t previous = currentTimestamp();
+    for (int i = 0; i < 1000; ++i) {
+        const std::int64_t next = currentTimestamp();
+        ASSERT_GT(next, previous);
+        previous = next;
+    }
+}
+
+}  // namespace
+}  // namespace lumora
