@@ -1,10 +1,17 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <numeric>
 #include <set>
+#include <thread>
 
 #include "lumora/foundation/bitmap.hpp"
 #include "lumora/foundation/exception.hpp"
@@ -100,6 +107,37 @@ TEST(Scheduler, PerThreadAccumulatorsSumToTheSerialResult) {
     double total = 0;
     sums.forEach([&](double s) { total += s; });
     EXPECT_EQ(total, 99999.0 * 100000.0 / 2 + 1);
+}
+
+TEST(Scheduler, LowWorkerPriorityReachesWorkersButNotTheCaller) {
+    const auto niceOfThisThread = [] {
+        errno = 0;
+        return getpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)));
+    };
+    const int callerNice = niceOfThisThread();
+    scheduler::setWorkerCount(2);
+    scheduler::setWorkerThreadsPriority(-2);
+    EXPECT_EQ(scheduler::workerThreadsPriority(), -2);
+
+    const auto caller = std::this_thread::get_id();
+    std::mutex mutex;
+    std::vector<int> workerNices;
+    scheduler::parallelFor(0, 64, 1, [&](std::int64_t, std::int64_t) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        if (std::this_thread::get_id() == caller) return;
+        std::lock_guard lock(mutex);
+        workerNices.push_back(niceOfThisThread());
+    });
+    for (int nice : workerNices) EXPECT_EQ(nice, 10);  // -2 is nice 10
+    EXPECT_EQ(niceOfThisThread(), callerNice);
+
+    int jobNice = 0;
+    std::thread([&] {
+        scheduler::applyWorkerPriority();
+        jobNice = niceOfThisThread();
+    }).join();
+    EXPECT_EQ(jobNice, 10);
+    scheduler::setWorkerCount(0);
 }
 
 TEST(Scheduler, StandbyThreadRunsJobsInOrderOnOneThread) {

@@ -42,7 +42,7 @@ TEST(LumoraExrFileName, IsTheLxrExtensionInAnyLetterCase) {
     EXPECT_FALSE(isLumoraExrFileName(".lxr"));
 }
 
-TEST(CliPipelineRun, AppliesTheOverridesAfterLoadingAndSizesTheSchedulerFromThem) {
+TEST(CliPipelineRun, AppliesTheOverridesAfterLoadingAndSizesAndLowersTheScheduler) {
     const fs::path folder = test::scratchFolder("cli_pipeline");
     auto image = test::makeImage(6, 4, {"R", "G", "B", "Key.R", "Key.G", "Key.B"});
     test::markAsLxr(image);
@@ -58,6 +58,7 @@ TEST(CliPipelineRun, AppliesTheOverridesAfterLoadingAndSizesTheSchedulerFromThem
         pipeline.run(runtime);
     }
     EXPECT_EQ(scheduler::workerCount(), 1);
+    EXPECT_EQ(scheduler::workerThreadsPriority(), -2);
     scheduler::setWorkerCount(0);
     EXPECT_TRUE(runtime.messages.empty());
     EXPECT_EQ(settings.get(PropertyId::colorMapGamma), Property(1.25f));

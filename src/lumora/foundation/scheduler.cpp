@@ -3,6 +3,11 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
+#include <tbb/task_scheduler_observer.h>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -26,15 +31,34 @@ namespace lumora::scheduler {
 
 namespace {
 
+std::atomic<int> workerPriority{0};
+
+// Gives every worker that joins the arena the current worker priority.
+class PriorityObserver : public tbb::task_scheduler_observer {
+public:
+    explicit PriorityObserver(tbb::task_arena& a) : tbb::task_scheduler_observer(a) { observe(true); }
+    ~PriorityObserver() override { observe(false); }
+    void on_scheduler_entry(bool isWorker) override {
+        if (isWorker) applyWorkerPriority();
+    }
+};
+
+// An arena together with the observer that must live exactly as long as it.
+struct Arena {
+    explicit Arena(int n) : arena(n) { arena.initialize(); }
+    tbb::task_arena arena;
+    PriorityObserver observer{arena};
+};
+
 std::mutex arenaMutex;
-std::shared_ptr<tbb::task_arena> arena;
+std::shared_ptr<Arena> arena;
 std::atomic<int> configuredCount{0};
 
-std::shared_ptr<tbb::task_arena> currentArena() {
+std::shared_ptr<Arena> currentArena() {
     std::lock_guard lock(arenaMutex);
     if (!arena) {
         const int n = configuredCount.load() > 0 ? configuredCount.load() : utils::getLogicalProcessorCount();
-        arena = std::make_shared<tbb::task_arena>(n);
+        arena = std::make_shared<Arena>(n);
     }
     return arena;
 }
@@ -47,6 +71,21 @@ void setWorkerCount(int n) {
     if (arena && configuredCount.load() == count) return;
     configuredCount = count;
     arena.reset();  // loops running on the old arena keep it alive through their own reference
+}
+
+void setWorkerThreadsPriority(int priority) {
+    priority = std::clamp(priority, -2, 2);
+    std::lock_guard lock(arenaMutex);
+    if (workerPriority.exchange(priority) != priority) arena.reset();  // new workers pick it up
+}
+
+int workerThreadsPriority() { return workerPriority.load(); }
+
+void applyWorkerPriority() {
+    // Linux gives each thread its own nice value; 5 steps of nice per priority step.
+    const int nice = -5 * workerPriority.load();
+    const auto tid = static_cast<id_t>(syscall(SYS_gettid));
+    if (setpriority(PRIO_PROCESS, tid, nice) != 0 && nice < 0) setpriority(PRIO_PROCESS, tid, 0);
 }
 
 int workerCount() {
@@ -65,7 +104,7 @@ void parallelFor(std::int64_t begin, std::int64_t end, std::int64_t grain,
     auto a = currentArena();
     int launched = 0, finished = 0;  // synchronisation tokens for the annotations only
     LUMORA_TSAN_RELEASE(&launched);
-    a->execute([&] {
+    a->arena.execute([&] {
         // simple_partitioner splits in halves down to the grain.
         tbb::parallel_for(
             tbb::blocked_range<std::int64_t>(begin, end, static_cast<size_t>(grain)),

@@ -21,6 +21,16 @@ namespace lumora::scheduler {
 void setWorkerCount(int n);
 int workerCount();
 
+// Sets the priority of the threads that do the scheduler's work on behalf of others: its loop
+// workers and the operators' job threads. -2 is low, 0 normal, 2 high (values are clamped).
+// Lowering always works; raising above normal needs privileges and otherwise stays normal.
+// Takes effect for loops started afterwards and for threads that call applyWorkerPriority().
+void setWorkerThreadsPriority(int priority);
+int workerThreadsPriority();
+
+// Gives the calling thread the worker priority set above.
+void applyWorkerPriority();
+
 // Runs body(b, e) over pieces of [begin, end). The range is split in halves until a piece is at
 // most grain long (grain < 1 counts as 1); pieces run in parallel and the call returns when all
 // are done.

@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "lumora/foundation/scheduler.hpp"
 #include "lumora/pipeline/operator.hpp"
 
 namespace lumora {
@@ -70,6 +71,7 @@ protected:
 
 private:
     void loop() {
+        scheduler::applyWorkerPriority();
         std::unique_lock lock(mutex_);
         while (true) {
             condition_.wait(lock, [this] { return requested_ || stop_; });

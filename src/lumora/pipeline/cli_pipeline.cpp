@@ -7,6 +7,7 @@
 #include "lumora/foundation/scheduler.hpp"
 #include "lumora/foundation/text.hpp"
 #include "lumora/image/channel_image.hpp"
+#include "lumora/settings/enums.hpp"
 
 namespace lumora {
 
@@ -46,6 +47,9 @@ CliPipeline::CliPipeline(Settings* settings) : settings_(settings), lightMix_(&l
     saveLxr_.setSettings(settings_);
     saveLxrCli_.wire(&load_, &denoise_);
     saveLxrCli_.setSettings(settings_);
+
+    // The operators' jobs and loops yield to the rest of the machine (a farm node's other work).
+    scheduler::setWorkerThreadsPriority(static_cast<int>(SchedulerWorkerThreadPriority::Low));
 }
 
 void CliPipeline::run(Performer::IRuntime& runtime) {
