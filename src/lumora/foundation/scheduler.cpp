@@ -3,7 +3,6 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
-#include <tbb/task_scheduler_observer.h>
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -33,32 +32,23 @@ namespace {
 
 std::atomic<int> workerPriority{0};
 
-// Gives every worker that joins the arena the current worker priority.
-class PriorityObserver : public tbb::task_scheduler_observer {
-public:
-    explicit PriorityObserver(tbb::task_arena& a) : tbb::task_scheduler_observer(a) { observe(true); }
-    ~PriorityObserver() override { observe(false); }
-    void on_scheduler_entry(bool isWorker) override {
-        if (isWorker) applyWorkerPriority();
-    }
-};
-
-// An arena together with the observer that must live exactly as long as it.
-struct Arena {
-    explicit Arena(int n) : arena(n) { arena.initialize(); }
-    tbb::task_arena arena;
-    PriorityObserver observer{arena};
-};
+// Which threads take the worker priority: a thread that starts a loop from outside (the main
+// thread, an operator's job thread) keeps its own; the scheduler's workers take it when they
+// first run a piece after a change. Threads start at normal priority (0) and are only touched
+// once a different priority is asked for.
+thread_local bool startsLoops = false;
+thread_local int pieceDepth = 0;
+thread_local int appliedPriority = 0;
 
 std::mutex arenaMutex;
-std::shared_ptr<Arena> arena;
+std::shared_ptr<tbb::task_arena> arena;
 std::atomic<int> configuredCount{0};
 
-std::shared_ptr<Arena> currentArena() {
+std::shared_ptr<tbb::task_arena> currentArena() {
     std::lock_guard lock(arenaMutex);
     if (!arena) {
         const int n = configuredCount.load() > 0 ? configuredCount.load() : utils::getLogicalProcessorCount();
-        arena = std::make_shared<Arena>(n);
+        arena = std::make_shared<tbb::task_arena>(n);
     }
     return arena;
 }
@@ -75,15 +65,17 @@ void setWorkerCount(int n) {
 
 void setWorkerThreadsPriority(int priority) {
     priority = std::clamp(priority, -2, 2);
-    std::lock_guard lock(arenaMutex);
-    if (workerPriority.exchange(priority) != priority) arena.reset();  // new workers pick it up
+    workerPriority = priority;
 }
 
 int workerThreadsPriority() { return workerPriority.load(); }
 
 void applyWorkerPriority() {
     // Linux gives each thread its own nice value; 5 steps of nice per priority step.
-    const int nice = -5 * workerPriority.load();
+    const int priority = workerPriority.load();
+    if (priority == appliedPriority) return;
+    appliedPriority = priority;
+    const int nice = -5 * priority;
     const auto tid = static_cast<id_t>(syscall(SYS_gettid));
     if (setpriority(PRIO_PROCESS, tid, nice) != 0 && nice < 0) setpriority(PRIO_PROCESS, tid, 0);
 }
@@ -101,15 +93,21 @@ void parallelFor(std::int64_t begin, std::int64_t end, std::int64_t grain,
         body(begin, end);
         return;
     }
+    if (pieceDepth == 0) startsLoops = true;
     auto a = currentArena();
     int launched = 0, finished = 0;  // synchronisation tokens for the annotations only
     LUMORA_TSAN_RELEASE(&launched);
-    a->arena.execute([&] {
+    a->execute([&] {
         // simple_partitioner splits in halves down to the grain.
         tbb::parallel_for(
             tbb::blocked_range<std::int64_t>(begin, end, static_cast<size_t>(grain)),
             [&](const tbb::blocked_range<std::int64_t>& r) {
                 LUMORA_TSAN_ACQUIRE(&launched);
+                if (!startsLoops) applyWorkerPriority();
+                ++pieceDepth;
+                struct Leave {
+                    ~Leave() { --pieceDepth; }
+                } leave;
                 body(r.begin(), r.end());
                 LUMORA_TSAN_RELEASE(&finished);
             },

@@ -24,7 +24,8 @@ int workerCount();
 // Sets the priority of the threads that do the scheduler's work on behalf of others: its loop
 // workers and the operators' job threads. -2 is low, 0 normal, 2 high (values are clamped).
 // Lowering always works; raising above normal needs privileges and otherwise stays normal.
-// Takes effect for loops started afterwards and for threads that call applyWorkerPriority().
+// The scheduler's workers take it when they next run a piece of a loop; threads that start
+// loops keep their own priority unless they call applyWorkerPriority().
 void setWorkerThreadsPriority(int priority);
 int workerThreadsPriority();
 
