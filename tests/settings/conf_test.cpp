@@ -243,12 +243,16 @@ TEST(ConfSave, DefaultAndChangedValuesReadBackUnchanged) {
     }
 }
 
-TEST(ConfFile, CreatesMissingDefaultFileWithTheContainersValues) {
+TEST(ConfFile, MissingDefaultFileIsCreatedOnlyWhenAsked) {
     const fs::path folder = scratchFolder("create");
     EXPECT_EQ(Conf::getDefaultFileName(),
               fs::path("Config-" + std::to_string(PropertyDescriptor::descriptorsHash()) + ".conf"));
     const fs::path path = folder / Conf::getDefaultFileName();
     Settings settings;
+    EXPECT_EQ(thrownMessage([&] { Conf::parse(path, {}, settings, nullptr, {}); }),
+              "Cannot open the configuration file '" + path.generic_string() + "'.");
+    EXPECT_FALSE(fs::exists(path));
+
     settings.set(PropertyId::colorMapGamma, Property(1.9f));
     Conf::parse(path, Conf::ConfParserFlag::CreateDefaultFile, settings, nullptr, {});
 
@@ -268,14 +272,6 @@ TEST(ConfFile, CreatesMissingDefaultFileWithTheContainersValues) {
     EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 1.3f);
     EXPECT_EQ(readBytes(path), "Float colorMap.gamma = 1.3\n");
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
-}
-
-TEST(ConfFile, MissingFileWithoutTheFlagIsAnError) {
-    const fs::path path = scratchFolder("missing") / "absent.conf";
-    Settings settings;
-    EXPECT_EQ(thrownMessage([&] { Conf::parse(path, {}, settings, nullptr, {}); }),
-              "Cannot open the configuration file '" + path.generic_string() + "'.");
-    EXPECT_FALSE(fs::exists(path));
 }
 
 TEST(ConfFile, ErrorsNameThePathAndEncodingsAreRead) {

@@ -52,10 +52,6 @@ TEST(PropertyDescriptorTest, RegistryHoldsEveryBuiltInPropertyOnceInIdOrder) {
     EXPECT_EQ(PropertyDescriptor::descriptorsCount(), 188);
     const auto all = registeredDescriptors();
     ASSERT_EQ(all.size(), 188u);
-    EXPECT_EQ(all.front()->id, 10);
-    EXPECT_EQ(all.front()->name, "geometry.bvh.costIteration");
-    EXPECT_EQ(all.back()->id, 1073);
-    EXPECT_EQ(all.back()->name, "gi.uhdcache.preset");
     EXPECT_TRUE(std::ranges::is_sorted(all, std::less<>{}, &PropertyDescriptor::id));
     for (const auto* d : all) {
         EXPECT_EQ(PropertyDescriptor::get(d->id), d);
