@@ -32,8 +32,8 @@ TEST(DenoisingMode, FeaturesAndFlagsOfEachMode) {
         const DenoisingFlags flags = getDenoisingModeFlags(row.mode);
         EXPECT_EQ(flags.has(DenoisingFlag::Filter), row.filter);
         EXPECT_EQ(flags.has(DenoisingFlag::FeatureVariance), row.featureVariance);
-        EXPECT_EQ(flags.bits(), (row.filter ? 1u : 0u) | (row.featureVariance ? 2u : 0u));
     }
+    // The element names the features are read from; a swap would load the wrong images.
     const char* const names[] = {"VisibleNormals", "VisibleDiffuse", "Hybrid", "HairIds", "OptixNormals"};
     for (int type = 0; type < 5; ++type) EXPECT_STREQ(getFeatureElementName(FeatureType(type)), names[type]);
 }

@@ -5,21 +5,14 @@
 namespace lumora::text {
 namespace {
 
-struct TrimCase {
-    std::string input;
-    std::string expected;
-};
-
-class TrimTest : public ::testing::TestWithParam<TrimCase> {};
-
-TEST_P(TrimTest, RemovesWhiteSpaceAtBothEndsOnly) { EXPECT_EQ(trim(GetParam().input), GetParam().expected); }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, TrimTest,
-    ::testing::Values(TrimCase{"", ""}, TrimCase{"   ", ""}, TrimCase{" a b ", "a b"}, TrimCase{"\t\r\n\v\fx\n", "x"},
-                      // Unicode space separators count, no-break spaces do not.
-                      TrimCase{"\u3000\u2003x\u2028", "x"}, TrimCase{"\u00a0x\u00a0", "\u00a0x\u00a0"},
-                      TrimCase{"\u2007x", "\u2007x"}, TrimCase{" \u00e9 ", "\u00e9"}));
+TEST(Text, TrimRemovesWhiteSpaceAtBothEndsOnly) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""}, {"   ", ""}, {" a b ", "a b"}, {"\t\r\n\v\fx\n", "x"},
+        // Unicode space separators count, no-break spaces do not.
+        {"\u3000\u2003x\u2028", "x"}, {"\u00a0x\u00a0", "\u00a0x\u00a0"}, {"\u2007x", "\u2007x"},
+        {" \u00e9 ", "\u00e9"}};
+    for (const auto& [input, expected] : cases) EXPECT_EQ(trim(input), expected) << input;
+}
 
 TEST(Text, ExplodeKeepsOrSkipsEmptyPieces) {
     EXPECT_EQ(explode("1;;2;", ";"), (std::vector<std::string>{"1", "", "2", ""}));

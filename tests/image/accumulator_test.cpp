@@ -4,7 +4,7 @@
 
 #include <cmath>
 #include <functional>
-#include <ostream>
+#include <tuple>
 #include <string>
 #include <utility>
 #include <vector>
@@ -97,19 +97,17 @@ const std::string elementsWarning =
 
 // --- Weighted mean -------------------------------------------------------------------------------
 
-struct WeightCase {
-    const char* label;
-    WeightDescriptor first;
-    WeightDescriptor second;
-};
-void PrintTo(const WeightCase& c, std::ostream* os) { *os << c.label; }
-
-class WeightedMeanTest : public testing::TestWithParam<WeightCase> {};
-
 // Both inputs carry a renderer weight channel and a custom one; the weight each input contributes
 // is its constant or the named channel, never the other channel.
-TEST_P(WeightedMeanTest, EveryValueIsTheWeightedMeanAndTheWeightSumIsKept) {
-    const WeightCase& c = GetParam();
+TEST(AccumulatorTest, EveryValueIsTheWeightedMeanAndTheWeightSumIsKept) {
+    const WeightDescriptor fb = WeightDescriptor::channel(names::weights), custom = WeightDescriptor::channel("W");
+    const std::vector<std::tuple<const char*, WeightDescriptor, WeightDescriptor>> cases{
+        {"constants 1 and 3", WeightDescriptor::constant(1.f), WeightDescriptor::constant(3.f)},
+        {"renderer channel", fb, fb},
+        {"custom channel", custom, custom},
+        {"constant then channel", WeightDescriptor::constant(2.f), fb},
+        {"channel then constant", custom, WeightDescriptor::constant(0.5f)},
+    };
     const Bucket window = box(3, 2, 10, 5);  // 7 wide: vector body plus a scalar tail
     const Fill v1 = [](int x, int y) { return 0.5f + x + 10.f * y; };
     const Fill v2 = [](int x, int y) { return 3.f - 0.25f * x * y; };
@@ -117,46 +115,38 @@ TEST_P(WeightedMeanTest, EveryValueIsTheWeightedMeanAndTheWeightSumIsKept) {
     const Fill fb2 = [](int, int y) { return 2.f + y; };
     const Fill custom1 = [](int x, int y) { return 0.5f * (x + y); };
     const Fill custom2 = constant(4.f);
-    ChannelImage a =
-        makeImage(window, {{"R", v1}, {"G", v2}, {"B", constant(7.f)}, {names::weights, fb1}, {"W", custom1}});
-    ChannelImage b =
-        makeImage(window, {{"R", v2}, {"G", v1}, {"B", constant(7.f)}, {names::weights, fb2}, {"W", custom2}});
-
-    auto weightOf = [](const WeightDescriptor& d, const Fill& fb, const Fill& custom) -> Fill {
+    const auto weightOf = [](const WeightDescriptor& d, const Fill& renderer, const Fill& own) -> Fill {
         if (d.isConstant()) return constant(d.getConstant());
-        return d.getChannelName() == names::weights ? fb : custom;
+        return d.getChannelName() == names::weights ? renderer : own;
     };
-    const Fill w1 = weightOf(c.first, fb1, custom1);
-    const Fill w2 = weightOf(c.second, fb2, custom2);
+    for (const auto& [label, first, second] : cases) {
+        SCOPED_TRACE(label);
+        ChannelImage a =
+            makeImage(window, {{"R", v1}, {"G", v2}, {"B", constant(7.f)}, {names::weights, fb1}, {"W", custom1}});
+        ChannelImage b =
+            makeImage(window, {{"R", v2}, {"G", v1}, {"B", constant(7.f)}, {names::weights, fb2}, {"W", custom2}});
+        const Fill w1 = weightOf(first, fb1, custom1);
+        const Fill w2 = weightOf(second, fb2, custom2);
 
-    Merge merge;
-    merge.accumulator.add(a, c.first);
-    merge.accumulator.add(std::move(b), c.second);
-    const ChannelImage result = merge.accumulator.finish();
+        Merge merge;
+        merge.accumulator.add(a, first);
+        merge.accumulator.add(std::move(b), second);
+        const ChannelImage result = merge.accumulator.finish();
 
-    auto mean = [&](const Fill& p, const Fill& q) -> Fill {
-        return [&, p, q](int x, int y) { return (w1(x, y) * p(x, y) + w2(x, y) * q(x, y)) / (w1(x, y) + w2(x, y)); };
-    };
-    expectChannel(result, "R", mean(v1, v2));
-    expectChannel(result, "G", mean(v2, v1));
-    expectChannel(result, "B", constant(7.f));
-    expectChannel(result, names::weights, [&](int x, int y) { return w1(x, y) + w2(x, y); });
-    EXPECT_EQ(result.getAttribute<Bucket>(names::dataWindow)->value, window);
-    EXPECT_EQ(result.getAttribute<Bucket>(names::displayWindow)->value, window);
-    EXPECT_TRUE(merge.warnings == std::vector<std::string>{notLxrWarning});
+        auto mean = [&](const Fill& p, const Fill& q) -> Fill {
+            return [&, p, q](int x, int y) {
+                return (w1(x, y) * p(x, y) + w2(x, y) * q(x, y)) / (w1(x, y) + w2(x, y));
+            };
+        };
+        expectChannel(result, "R", mean(v1, v2));
+        expectChannel(result, "G", mean(v2, v1));
+        expectChannel(result, "B", constant(7.f));
+        expectChannel(result, names::weights, [&](int x, int y) { return w1(x, y) + w2(x, y); });
+        EXPECT_EQ(result.getAttribute<Bucket>(names::dataWindow)->value, window);
+        EXPECT_EQ(result.getAttribute<Bucket>(names::displayWindow)->value, window);
+        EXPECT_TRUE(merge.warnings == std::vector<std::string>{notLxrWarning});
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Accumulator, WeightedMeanTest,
-    testing::Values(WeightCase{"constants_1_3", WeightDescriptor::constant(1.f), WeightDescriptor::constant(3.f)},
-                    WeightCase{"renderer_channel", WeightDescriptor::channel(names::weights),
-                               WeightDescriptor::channel(names::weights)},
-                    WeightCase{"custom_channel", WeightDescriptor::channel("W"), WeightDescriptor::channel("W")},
-                    WeightCase{"constant_then_channel", WeightDescriptor::constant(2.f),
-                               WeightDescriptor::channel(names::weights)},
-                    WeightCase{"channel_then_constant", WeightDescriptor::channel("W"),
-                               WeightDescriptor::constant(0.5f)}),
-    [](const testing::TestParamInfo<WeightCase>& info) { return std::string(info.param.label); });
 
 TEST(AccumulatorTest, PixelsWithoutWeightBecomeZeroWithoutNan) {
     const Bucket window = box(0, 0, 9, 2);
@@ -207,36 +197,30 @@ TEST(AccumulatorTest, StitchedHalvesFillTheDisplayWindow) {
     expectChannel(result, names::weights, constant(1.f));
 }
 
-struct RegionCase {
-    const char* label;
-    Bucket display;
-    Bucket data;
-    Bucket region;
-};
-void PrintTo(const RegionCase& c, std::ostream* os) { *os << c.label; }
-
-class MergedRegionTest : public testing::TestWithParam<RegionCase> {};
-
-TEST_P(MergedRegionTest, FirstImageDefinesBothWindows) {
-    const RegionCase& c = GetParam();
-    Merge merge;
-    merge.accumulator.add(makeImage(c.data, {{"R", constant(1.f)}}, &c.display), one);
-    EXPECT_EQ(merge.accumulator.getRegion(), c.region);
-    const ChannelImage result = merge.accumulator.finish();
-    EXPECT_EQ(result.getAttribute<Bucket>(names::displayWindow)->value, c.region);
-    EXPECT_EQ(result.getAttribute<Bucket>(names::dataWindow)->value, c.region);
-    EXPECT_EQ(result.getChannel<float>("R")->width, c.region.width());
-    EXPECT_EQ(result.getChannel<float>("R")->height, c.region.height());
+TEST(AccumulatorTest, FirstImageDefinesBothWindows) {
+    struct Case {
+        const char* label;
+        Bucket display, data, region;
+    };
+    const Case cases[] = {
+        {"data inside display", box(0, 0, 8, 8), box(2, 2, 4, 4), box(0, 0, 8, 8)},
+        {"display inside data", box(0, 0, 8, 8), box(-4, -2, 12, 9), box(-4, -2, 12, 9)},
+        {"overlapping", box(0, 0, 8, 8), box(4, -3, 10, 5), box(0, -3, 10, 8)},
+        {"empty display", box(5, 5, 5, 9), box(1, 2, 3, 4), box(1, 2, 3, 4)},
+        {"empty data", box(0, 0, 6, 3), box(2, 2, 2, 2), box(0, 0, 6, 3)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
+        Merge merge;
+        merge.accumulator.add(makeImage(c.data, {{"R", constant(1.f)}}, &c.display), one);
+        EXPECT_EQ(merge.accumulator.getRegion(), c.region);
+        const ChannelImage result = merge.accumulator.finish();
+        EXPECT_EQ(result.getAttribute<Bucket>(names::displayWindow)->value, c.region);
+        EXPECT_EQ(result.getAttribute<Bucket>(names::dataWindow)->value, c.region);
+        EXPECT_EQ(result.getChannel<float>("R")->width, c.region.width());
+        EXPECT_EQ(result.getChannel<float>("R")->height, c.region.height());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Accumulator, MergedRegionTest,
-    testing::Values(RegionCase{"data_inside_display", box(0, 0, 8, 8), box(2, 2, 4, 4), box(0, 0, 8, 8)},
-                    RegionCase{"display_inside_data", box(0, 0, 8, 8), box(-4, -2, 12, 9), box(-4, -2, 12, 9)},
-                    RegionCase{"overlapping", box(0, 0, 8, 8), box(4, -3, 10, 5), box(0, -3, 10, 8)},
-                    RegionCase{"empty_display", box(5, 5, 5, 9), box(1, 2, 3, 4), box(1, 2, 3, 4)},
-                    RegionCase{"empty_data", box(0, 0, 6, 3), box(2, 2, 2, 2), box(0, 0, 6, 3)}),
-    [](const testing::TestParamInfo<RegionCase>& info) { return std::string(info.param.label); });
 
 // --- Channels --------------------------------------------------------------------------------------
 
@@ -449,12 +433,10 @@ TEST(AccumulatorTest, BadInputsAreRejectedAndLeaveTheMergeUnchanged) {
         expectChannel(result, "R", constant(2.f));
         expectChannel(result, names::weights, constant(1.f));
     }
-}
 
-TEST(AccumulatorTest, FirstInputWithoutItsWeightChannelIsRejected) {
+    // A first input without its weight channel leaves nothing to merge.
     Merge merge;
-    EXPECT_THROW(merge.accumulator.add(makeRgbImage(box(0, 0, 2, 2), 1.f), WeightDescriptor::channel(names::weights)),
-                 Exception);
+    EXPECT_THROW(merge.accumulator.add(makeRgbImage(frame, 1.f), WeightDescriptor::channel(names::weights)), Exception);
     EXPECT_EQ(merge.accumulator.getCount(), -1);
     EXPECT_EQ(merge.accumulator.finish().channels().size(), 0u);
 }

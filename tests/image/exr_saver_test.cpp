@@ -1,52 +1,26 @@
 #include "lumora/image/exr_saver.hpp"
 
-#include <OpenEXR/ImfChannelList.h>
-#include <OpenEXR/ImfFrameBuffer.h>
-#include <OpenEXR/ImfHeader.h>
 #include <OpenEXR/ImfInputFile.h>
-#include <OpenEXR/ImfOutputFile.h>
-#include <Imath/half.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
-#include <string>
-#include <vector>
 
+#include "exr_test_support.hpp"
 #include "lumora/image/exr_loader.hpp"
 
 namespace lumora {
 namespace {
 
-namespace fs = std::filesystem;
-
-fs::path testFolder() {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = std::string(info->test_suite_name()) + "." + info->name();
-    std::replace(name.begin(), name.end(), '/', '_');
-    const fs::path folder = fs::path(LUMORA_TEST_TMP) / "exr_saver" / name;
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    return folder;
-}
+using namespace exr_test;
 
 std::vector<std::string> folderEntries(const fs::path& folder) {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().native());
     std::sort(names.begin(), names.end());
     return names;
-}
-
-std::vector<char> readBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 template <class T>
@@ -142,20 +116,8 @@ INSTANTIATE_TEST_SUITE_P(Threads, ExrRoundTrip, ::testing::Bool(),
 
 TEST(ExrSaver, HalfChannelsAreWrittenBackAsEqualFloats) {
     const fs::path folder = testFolder();
-    const Imath::Box2i window({0, 0}, {15, 9});
-    std::vector<half> values(160);
-    for (std::size_t i = 0; i < values.size(); ++i) values[i] = half(static_cast<float>(i) * 0.37f - 20.f);
-    {
-        Imf::Header header(window, window);
-        Imf::FrameBuffer frameBuffer;
-        for (const char* name : {"R", "G", "B"}) {
-            header.channels().insert(name, Imf::Channel(Imf::HALF));
-            frameBuffer.insert(name, Imf::Slice::Make(Imf::HALF, values.data(), window, 2, 32));
-        }
-        Imf::OutputFile file((folder / "half.exr").c_str(), header);
-        file.setFrameBuffer(frameBuffer);
-        file.writePixels(10);
-    }
+    const RawChannel halfR{"R", Imf::HALF}, halfG{"G", Imf::HALF}, halfB{"B", Imf::HALF};
+    writeRaw(folder / "half.exr", Imf::Header(box(0, 0, 15, 9), box(0, 0, 15, 9)), {halfR, halfG, halfB});
     auto image = ExrLoader().load(folder / "half.exr");
     ASSERT_TRUE(image) << image.error();
     ASSERT_EQ(ExrSaver().save(*image, folder / "float.exr"), true);
@@ -167,7 +129,7 @@ TEST(ExrSaver, HalfChannelsAreWrittenBackAsEqualFloats) {
     auto again = ExrLoader().load(folder / "float.exr");
     ASSERT_TRUE(again) << again.error();
     expectSameImage(*again, *image);
-    EXPECT_EQ(again->getChannel<float>("G")->data[17], static_cast<float>(values[17]));
+    EXPECT_EQ(again->getChannel<float>("G")->data[17], static_cast<float>(half(floatValue(1, 17))));
 }
 
 TEST(ExrSaver, AttributeNamesAndTypesFollowTheHeader) {
@@ -242,28 +204,22 @@ TEST(ExrSaver, ReportsTargetsThatCannotBeCreated) {
     const fs::path folder = testFolder();
     const ChannelImage image = makeImage(Bucket{{0, 0}, {2, 2}});
     std::ofstream(folder / "plain.txt") << "not a folder";
-
-    const fs::path missing = folder / "no such folder" / "out.exr";
-    EXPECT_EQ(ExrSaver().save(image, missing).error(),
-              "Cannot operate with image file \"" + missing.native() + "\". No such file or directory.");
-    const fs::path underFile = folder / "plain.txt" / "out.exr";
-    EXPECT_EQ(ExrSaver().save(image, underFile).error(),
-              "Cannot operate with image file \"" + underFile.native() + "\". Not a directory.");
+    const auto expectReason = [&](const fs::path& target, const std::string& reason) {
+        EXPECT_EQ(ExrSaver().save(image, target).error(),
+                  "Cannot operate with image file \"" + target.native() + "\". " + reason);
+    };
+    expectReason(folder / "no such folder" / "out.exr", "No such file or directory.");
+    expectReason(folder / "plain.txt" / "out.exr", "Not a directory.");
     EXPECT_EQ(ExrSaver().save(image, folder).error().find("Cannot operate with image file"), 0u);
-}
 
-TEST(ExrSaver, ReportsReadOnlyFolders) {
-    if (::geteuid() == 0) {
-        GTEST_SKIP() << "folder permissions do not bind the super-user";
+    // Folder permissions do not bind the super-user.
+    if (::geteuid() != 0) {
+        const fs::path locked = folder / "locked";
+        fs::create_directory(locked);
+        ::chmod(locked.c_str(), 0555);
+        expectReason(locked / "out.exr", "Permission denied.");
+        ::chmod(locked.c_str(), 0755);
     }
-    const fs::path folder = testFolder();
-    const ChannelImage image = makeImage(Bucket{{0, 0}, {2, 2}});
-    const fs::path locked = folder / "locked";
-    fs::create_directory(locked);
-    ::chmod(locked.c_str(), 0555);
-    EXPECT_EQ(ExrSaver().save(image, locked / "out.exr").error(),
-              "Cannot operate with image file \"" + (locked / "out.exr").native() + "\". Permission denied.");
-    ::chmod(locked.c_str(), 0755);
 }
 
 }  // namespace

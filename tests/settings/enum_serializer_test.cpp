@@ -46,16 +46,6 @@ TYPED_TEST(EnumTableTest, EveryConstantRoundTripsThroughItsName) {
     EXPECT_EQ(serializer, EnumSerializer<TypeParam>::instance());
 }
 
-TEST(EnumSerializerTest, NamesThatAreNotIdentifiersKeepTheirExactText) {
-    EXPECT_EQ(EnumSerializer<UhdCachePreset>::instance()->names(), (std::vector<std::string>{"Still", "Animation"}));
-    EXPECT_EQ(EnumSerializer<ImagePreFilterType>::instance()->names(),
-              (std::vector<std::string>{"None", "Box", "Tent", "Parabolic", "Symmetric Tent", "Hann",
-                                        "Blackman-Harris"}));
-    EXPECT_EQ(EnumSerializer<DenoisingMode>::instance()->toString(Property(4)), "NVIDIA AI denoiser");
-    EXPECT_EQ(static_cast<int>(DenoisingMode::NvidiaAiDenoiser), 4);
-    EXPECT_EQ(static_cast<int>(SchedulerWorkerThreadPriority::Low), -2);
-}
-
 struct FromStringCase {
     std::string text;
     bool found;
@@ -94,29 +84,19 @@ TEST(EnumSerializerTest, FromStringPrefersALeadingIntegerThenTheTrimmedName) {
         ASSERT_EQ(parsed.type(), PropertyType::Int) << '"' << c.text << '"';
         EXPECT_EQ(parsed.asInt(), c.value) << '"' << c.text << '"';
     }
-}
-
-TEST(EnumSerializerTest, AConstantWorthMinusOneIsReachableOnlyByNumber) {
+    // A constant worth -1 collides with the lookup's not-found marker: it is reachable only by number.
     const auto priority = EnumSerializer<SchedulerWorkerThreadPriority>::instance();
     EXPECT_TRUE(priority->fromString("BelowNormal").isEmpty());
-    const Property byNumber = priority->fromString("-1");
-    ASSERT_EQ(byNumber.type(), PropertyType::Int);
-    EXPECT_EQ(byNumber.asInt(), -1);
-    EXPECT_EQ(priority->toString(byNumber), "BelowNormal");
+    EXPECT_EQ(priority->toString(priority->fromString("-1")), "BelowNormal");
     EXPECT_EQ(priority->fromString("Low").asInt(), -2);
 }
 
-TEST(EnumSerializerTest, ToStringOfAValueWithoutANameIsEmpty) {
+TEST(EnumSerializerTest, ToStringOfAValueWithoutANameIsEmptyAndNeedsAnInt) {
     const auto denoising = EnumSerializer<DenoisingMode>::instance();
     EXPECT_EQ(denoising->toString(Property(7)), "");
     EXPECT_EQ(denoising->toString(Property(-1)), "");
     // The lookup's own not-found marker stays internal.
     EXPECT_EQ(Detail::valueToString(enumTable<DenoisingMode>(), 7), "[ERROR]");
-    EXPECT_EQ(Detail::stringToValue(enumTable<DenoisingMode>(), "Nothing"), -1);
-}
-
-TEST(EnumSerializerTest, ToStringRequiresAnInt) {
-    const auto denoising = EnumSerializer<DenoisingMode>::instance();
     try {
         denoising->toString(Property(2.f));
         FAIL() << "no exception";

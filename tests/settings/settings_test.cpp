@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <limits>
@@ -31,27 +32,22 @@ int storedCount(const Settings& settings) {
     return count;
 }
 
-TEST(SettingsGet, ReadingStoresTheDefault) {
+TEST(SettingsGet, ReadingStoresTheDefaultAndUnknownIdsThrow) {
     Settings settings;
     EXPECT_EQ(storedCount(settings), 0);
-    const Property threads = settings.get(PropertyId::systemNumThreads);
-    ASSERT_EQ(threads.type(), PropertyType::Int);
-    EXPECT_EQ(threads.asInt(), 0);
+    EXPECT_EQ(settings.get(PropertyId::systemNumThreads), Property(0));
     std::vector<int> stored;
     settings.forEachStored([&stored](int id, const Property&) { stored.push_back(id); });
     EXPECT_EQ(stored, std::vector<int>{PropertyId::systemNumThreads});
     EXPECT_EQ(settings.getNumWorkerThreads(), utils::getLogicalProcessorCount());
-}
 
-TEST(SettingsGet, UnknownIdThrowsAndStoresNothing) {
-    Settings settings;
     try {
         settings.get(5);
         FAIL() << "no exception";
     } catch (const Exception& e) {
         EXPECT_STREQ(e.what(), "Requested property id is not defined.");
     }
-    EXPECT_EQ(storedCount(settings), 0);
+    EXPECT_EQ(storedCount(settings), 1);
 }
 
 struct NotificationCounter {
@@ -80,16 +76,13 @@ TEST(SettingsSet, NotifiesOnlyRealChanges) {
     settings.set(PropertyId::colorMapEnabled, Property());
     settings.set(PropertyId::colorMapEnabled, Property());
     EXPECT_EQ(counter.calls.size(), 4u);
-}
 
-TEST(SettingsSet, NaNReplacingAValueIsNoChange) {
-    Settings settings;
-    settings.set(PropertyId::colorMapGamma, Property(2.f));
-    NotificationCounter counter;
-    settings.addListener(PropertyId::colorMapGamma, counter.listener());
+    // NaN compares equal to any float, so it replaces nothing
+    NotificationCounter gamma;
+    settings.addListener(PropertyId::colorMapGamma, gamma.listener());
     settings.set(PropertyId::colorMapGamma, Property(std::numeric_limits<float>::quiet_NaN()));
-    EXPECT_TRUE(counter.calls.empty());
-    EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 2.f);
+    EXPECT_TRUE(gamma.calls.empty());
+    EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 5.f);
 }
 
 TEST(SettingsSet, DisabledOrRemovedListenersAreNotCalled) {
@@ -119,9 +112,7 @@ TEST(SettingsSet, NotificationsOfConcurrentSetsNeverInterleave) {
     Settings settings;
     std::atomic<int> inside{0}, overlaps{0}, calls{0};
     settings.addListener(PropertyId::denoiseSensitivity, [&](int, const Property&) {
-        if (inside.fetch_add(1) != 0) {
-            ++overlaps;
-        }
+        if (inside.fetch_add(1) != 0) ++overlaps;
         std::this_thread::yield();
         ++calls;
         inside.fetch_sub(1);
@@ -135,9 +126,7 @@ TEST(SettingsSet, NotificationsOfConcurrentSetsNeverInterleave) {
             }
         });
     }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    for (auto& thread : threads) thread.join();
     EXPECT_EQ(overlaps.load(), 0);
     EXPECT_GT(calls.load(), 0);
 }
@@ -163,51 +152,41 @@ TEST(SettingsRandomSeed, StoredSeedOrFreshNonNegativeOne) {
     EXPECT_GT(seeds.size(), 1u);
 }
 
-struct InvalidCase {
-    int id;
-    Property value;
-    const char* message;
-};
-
-TEST(SettingsValidate, ReportsTheReasonOfTheInvalidValue) {
-    const std::vector<InvalidCase> cases = {
-        {PropertyId::colorMapGamma, Property(3), "Property colorMap.gamma is invalid. Value has wrong type."},
-        {PropertyId::bloomGlareStreakCount, Property(9),
-         "Property bloomGlare.streakCount is invalid. Value is expected to be between 1 and 8."},
-        {PropertyId::bloomGlareStreakCount, Property(0),
-         "Property bloomGlare.streakCount is invalid. Value is expected to be between 1 and 8."},
-        {PropertyId::colorMapGamma, Property(10.5f),
+TEST(SettingsValidate, ReportsTheFirstInvalidValueWithItsReason) {
+    const std::string wrongGamma = "Property colorMap.gamma is invalid. Value has wrong type.";
+    const std::string streaks = "Property bloomGlare.streakCount is invalid. Value is expected to be between 1 and 8.";
+    const std::vector<std::pair<std::vector<std::pair<int, Property>>, std::string>> cases = {
+        {{{PropertyId::colorMapGamma, Property(3)}}, wrongGamma},
+        {{{PropertyId::bloomGlareStreakCount, Property(9)}}, streaks},
+        {{{PropertyId::bloomGlareStreakCount, Property(0)}}, streaks},
+        {{{PropertyId::colorMapGamma, Property(10.5f)}},
          "Property colorMap.gamma is invalid. Value is expected to be between 0.1 and 10."},
-        {PropertyId::systemThreadPriority, Property(3),
+        {{{PropertyId::systemThreadPriority, Property(3)}},
          "Property system.threadPriority is invalid. Value is expected to be between -2 and 2."},
-        {169, Property(0.f),
+        {{{169, Property(0.f)}},
          "Property geometry.displace.maxSizeWorld is invalid. Value is expected to be between 1e-05 and inf."},
-        {5, Property(1), "Property 5 is invalid. Value is unrecognized."},
+        {{{5, Property(1)}}, "Property 5 is invalid. Value is unrecognized."},
+        // the lowest id is reported whatever the order of setting
+        {{{PropertyId::bloomGlareStreakCount, Property(9)}, {PropertyId::colorMapGamma, Property(true)}}, wrongGamma},
+        // limits are inclusive, NaN passes and unlimited types are not checked
+        {{{PropertyId::colorMapGamma, Property(10.f)},
+          {PropertyId::bloomGlareStreakCount, Property(1)},
+          {PropertyId::denoiseSensitivity, Property(std::numeric_limits<float>::quiet_NaN())},
+          {PropertyId::systemThreadPriority, Property(-1)},
+          {149, Property("anything")}},
+         "(valid)"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [values, message] : cases) {
         Settings settings;
-        settings.set(c.id, c.value);
-        EXPECT_EQ(validationMessage(settings), c.message);
+        for (const auto& [id, value] : values) settings.set(id, value);
+        EXPECT_EQ(validationMessage(settings), message);
+        // validation clamps nothing
+        settings.forEachStored([&](int id, const Property& stored) {
+            EXPECT_TRUE(std::ranges::any_of(values, [&](const auto& v) {
+                return v.first == id && v.second.type() == stored.type() && v.second == stored;
+            })) << id;
+        });
     }
-}
-
-TEST(SettingsValidate, AcceptsLimitsNaNAndUnlimitedTypes) {
-    Settings settings;
-    settings.set(PropertyId::colorMapGamma, Property(10.f));
-    settings.set(PropertyId::bloomGlareStreakCount, Property(1));
-    settings.set(PropertyId::denoiseSensitivity, Property(std::numeric_limits<float>::quiet_NaN()));
-    settings.set(PropertyId::systemThreadPriority, Property(-1));
-    settings.set(149, Property("anything"));
-    EXPECT_EQ(validationMessage(settings), "(valid)");
-}
-
-TEST(SettingsValidate, FirstInvalidIdInAscendingOrderIsReported) {
-    Settings settings;
-    settings.set(PropertyId::bloomGlareStreakCount, Property(9));  // 355
-    settings.set(PropertyId::colorMapGamma, Property(true));       // 330
-    EXPECT_EQ(validationMessage(settings), "Property colorMap.gamma is invalid. Value has wrong type.");
-    // values stay as they are
-    EXPECT_EQ(settings.getInt(PropertyId::bloomGlareStreakCount), 9);
 }
 
 }  // namespace
