@@ -133,13 +133,7 @@ TEST(ElementFilter, StarAcceptsEveryElementAndANameExactlyItsElement) {
     };
     const std::vector<std::pair<std::string, std::vector<std::string>>> cases{
         {"*", {"", "A", "Key", "LUMORA_FB_WEIGHTS", "SqrBeauty"}},
-        {"BEAUTY", {""}},
-        {"Alpha", {"A"}},
-        {"Key", {"Key"}},
-        {"SqrBeauty", {"SqrBeauty"}},
-        {"beauty", {}},
-        {"key", {}},
-    };
+        {"BEAUTY", {""}}, {"Alpha", {"A"}}, {"Key", {"Key"}}, {"SqrBeauty", {"SqrBeauty"}}, {"beauty", {}}, {"key", {}}};
     for (const auto& [selector, expected] : cases) {
         const auto filter = IOperator::makeElementFilter({selector});
         std::vector<std::string> accepted;
