@@ -1,94 +1,40 @@
 // Runs the built editor as users do and checks everything it writes and its exit status.
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
-
 #include "cli/expected_texts.hpp"
-
-extern char** environ;
+#include "cli/run_program.hpp"
 
 namespace lumora {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-// Runs the editor in a scratch folder with the given arguments.
-Outcome runEditor(const std::vector<std::string>& arguments) {
-    // ctest runs test programs in parallel: every process gets a folder of its own.
-    const fs::path folder = fs::path(LUMORA_TEST_TMP) / ("end_to_end_" + std::to_string(getpid()));
-    fs::create_directories(folder);
-    const fs::path outPath = folder / "stdout.txt";
-    const fs::path errPath = folder / "stderr.txt";
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
-
-    std::vector<std::string> argv = {LUMORA_EDITOR_EXE};
-    argv.insert(argv.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    for (std::string& argument : argv) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-
-    Outcome outcome;
-    pid_t pid = 0;
-    const int spawned = posix_spawn(&pid, LUMORA_EDITOR_EXE, &actions, nullptr, pointers.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) return outcome;
-    int status = 0;
-    waitpid(pid, &status, 0);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    outcome.out = readFile(outPath);
-    outcome.err = readFile(errPath);
-    return outcome;
+test::Outcome runEditor(const std::vector<std::string>& arguments) {
+    static const fs::path folder = test::processFolder("end_to_end");
+    return test::runProgram(LUMORA_EDITOR_EXE, arguments, folder);
 }
 
 const std::string editorName = fs::path(LUMORA_EDITOR_EXE).filename().string();
 
-TEST(EndToEnd, HelpPrintsTheBannerAndTheUsageWithTheBareExecutableName) {
-    const Outcome outcome = runEditor({"--help"});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, test::expectedBanner() + test::expectedUsage("lumora-image-editor"));
-    EXPECT_EQ(outcome.err, "");
-}
-
 TEST(EndToEnd, OnlyTheFirstInformationalModeCountsAndPathsAreIgnored) {
-    EXPECT_EQ(runEditor({"--list-examples", "in.lxr", "-h", "out.png"}).out,
-              test::expectedBanner() + test::expectedUsage(editorName));
-
-    const Outcome properties = runEditor({"--list-examples", "--list-properties"});
-    EXPECT_EQ(properties.status, 0);
-    EXPECT_EQ(properties.out, test::expectedBanner() + test::expectedProperties());
-
-    const Outcome examples = runEditor({"--list-examples"});
-    EXPECT_EQ(examples.status, 0);
-    EXPECT_EQ(examples.out, test::expectedBanner() + test::expectedExamples(editorName));
-    EXPECT_EQ(examples.err, "");
+    struct Case {
+        std::vector<std::string> arguments;
+        std::string text;
+    };
+    const std::vector<Case> cases{
+        {{"--help"}, test::expectedUsage("lumora-image-editor")},
+        {{"--list-examples", "in.lxr", "-h", "out.png"}, test::expectedUsage(editorName)},
+        {{"--list-examples", "--list-properties"}, test::expectedProperties()},
+        {{"--list-examples"}, test::expectedExamples(editorName)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.arguments));
+        const test::Outcome outcome = runEditor(c.arguments);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.out, test::expectedBanner() + c.text);
+        EXPECT_EQ(outcome.err, "");
+    }
 }
 
 struct FailureCase {
@@ -99,7 +45,7 @@ struct FailureCase {
 class UserErrorTest : public testing::TestWithParam<FailureCase> {};
 
 TEST_P(UserErrorTest, IsReportedOnStandardErrorWithTheHintAndStatusOne) {
-    const Outcome outcome = runEditor(GetParam().arguments);
+    const test::Outcome outcome = runEditor(GetParam().arguments);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, test::expectedErrorReport(GetParam().message));

@@ -12,51 +12,27 @@
 namespace lumora {
 namespace {
 
-std::string executableName() { return utils::getExecutableFilePath().filename().string(); }
-
-TEST(Printouts, UsageListsEveryArgumentWithItsWrappedDescription) {
+TEST(Printouts, UsageExamplesAndPropertiesAreTheWholeExpectedTexts) {
+    const std::string name = utils::getExecutableFilePath().filename().string();
     std::ostringstream messages;
     const CommandLine::Runtime runtime(messages);
-    std::ostringstream out;
-    CommandLine::printUsage(out, runtime.getParser());
-    EXPECT_EQ(out.str(), test::expectedUsage(executableName()));
-    // The layout of one entry, spelled out.
-    EXPECT_NE(out.str().find("    --list-properties\n"
-                             "        > Prints descriptions of all properties recognized by the --set and\n"
-                             "        > --config arguments. See the information for those arguments for\n"
-                             "        > further details.\n"
-                             "    --list-examples\n"),
-              std::string::npos);
+    std::ostringstream usage, examples, properties;
+    CommandLine::printUsage(usage, runtime.getParser());
+    CommandLine::printExamples(examples);
+    CommandLine::printProperties(properties);
+    EXPECT_EQ(usage.str(), test::expectedUsage(name));
+    EXPECT_EQ(examples.str(), test::expectedExamples(name));
+    EXPECT_EQ(properties.str(), test::expectedProperties());
 }
 
-TEST(Printouts, ExamplesEndWithTheLastCommandLine) {
-    std::ostringstream out;
-    CommandLine::printExamples(out);
-    EXPECT_EQ(out.str(), test::expectedExamples(executableName()));
-    EXPECT_TRUE(out.str().ends_with("        Input.lxr Output.exr\n\n"));
-    EXPECT_NE(out.str().find("using \\\"High quality\\\"\n"), std::string::npos);
-}
-
-TEST(Printouts, PropertiesAreListedByCategoryInIdOrderWithFilledPlaceholders) {
-    std::ostringstream out;
-    CommandLine::printProperties(out);
-    EXPECT_EQ(out.str(), test::expectedProperties());
-    for (const char* hidden : {"colorMap.fStop", "colorMap.shutterSpeed", "vignette.falloff", "curves.r.nodes",
-                               "curves.master.interpol"}) {
-        EXPECT_EQ(out.str().find(std::string(" ") + hidden + "\n"), std::string::npos) << hidden;
-    }
-}
-
-TEST(PropertyDescriptions, LookUpByIdAndEmptyForUndocumentedProperties) {
+TEST(PropertyDescriptions, LookUpByIdAndFillThePlaceholders) {
     EXPECT_EQ(CommandLine::getPropertyDescription(PropertyId::bloomGlareStreakCount),
               "Controls the number of streaks for the glare effect. It could be from 1 up to 8 streaks. The global "
               "default is 3 which could be overridden by the input image.");
     EXPECT_EQ(CommandLine::getPropertyDescription(PropertyId::colorMapGamma), "");  // not documented
     EXPECT_EQ(CommandLine::getPropertyDescription(342), "");                         // documented as empty
     EXPECT_EQ(CommandLine::getPropertyDescription(-5), "");
-}
 
-TEST(PropertyDescriptions, PlaceholdersAreReplacedEverywhereAndTheResultTrimmed) {
     const PropertyDescriptor* streaks = PropertyDescriptor::get(PropertyId::bloomGlareStreakCount);
     ASSERT_NE(streaks, nullptr);
     EXPECT_EQ(CommandLine::substitutePlaceholders("  %TYPE %NAME: %MIN..%MAX, %DEFAULT (%MIN)  ", *streaks),

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/run_program.hpp"
 #include "lumora/foundation/scheduler.hpp"
 #include "lumora/image/exr_loader.hpp"
 #include "lumora/image/exr_saver.hpp"
@@ -34,16 +35,12 @@ public:
 };
 
 TEST(LumoraExrFileName, IsTheLxrExtensionInAnyLetterCase) {
-    EXPECT_TRUE(isLumoraExrFileName("out.lxr"));
-    EXPECT_TRUE(isLumoraExrFileName("dir.png/Out.LxR"));
-    EXPECT_FALSE(isLumoraExrFileName("out.exr"));
-    EXPECT_FALSE(isLumoraExrFileName("out.lxr.png"));
-    EXPECT_FALSE(isLumoraExrFileName("lxr"));
-    EXPECT_FALSE(isLumoraExrFileName(".lxr"));
+    for (const char* name : {"out.lxr", "dir.png/Out.LxR"}) EXPECT_TRUE(isLumoraExrFileName(name)) << name;
+    for (const char* name : {"out.exr", "out.lxr.png", "lxr", ".lxr"}) EXPECT_FALSE(isLumoraExrFileName(name)) << name;
 }
 
 TEST(CliPipelineRun, AppliesTheOverridesAfterLoadingAndSizesAndLowersTheScheduler) {
-    const fs::path folder = test::scratchFolder("cli_pipeline");
+    const fs::path folder = test::processFolder("cli_pipeline");
     auto image = test::makeImage(6, 4, {"R", "G", "B", "Key.R", "Key.G", "Key.B"});
     test::markAsLxr(image);
     ASSERT_TRUE(ExrSaver().save(image, folder / "in.lxr"));

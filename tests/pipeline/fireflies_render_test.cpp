@@ -32,10 +32,7 @@ const ChannelImage& render(int passes) {
     auto it = renders.find(passes);
     if (it == renders.end()) {
         sample::RenderOptions options;
-        options.width = kWidth;
-        options.height = kHeight;
-        options.passes = passes;
-        options.seed = passes == 16 ? 1u : 2u;
+        options.width = kWidth, options.height = kHeight, options.passes = passes, options.seed = passes == 16 ? 1 : 2;
         it = renders.emplace(passes, sample::renderLxr(options)).first;
     }
     return it->second;
@@ -86,7 +83,6 @@ TEST_F(FirefliesRender, RemovesOutliersAndLeavesEveryOtherPixelBitForBit) {
     denoise.startDenoising();
     ASSERT_TRUE(denoise.wait());
     ASSERT_EQ(errors, std::vector<std::string>{});
-    ASSERT_TRUE(denoise.hasResult(""));
 
     const auto original = load.compute(kBeauty, kRect, 1.f, 0);
     const auto denoised = denoise.compute(kBeauty, kRect, 1.f, 0);

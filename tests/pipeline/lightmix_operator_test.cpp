@@ -11,6 +11,7 @@
 #include "lumora/pipeline/wide_gamut.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 #include "lumora/settings/settings.hpp"
+#include "pipeline/pipeline_test_support.hpp"
 
 namespace lumora {
 namespace {
@@ -19,65 +20,26 @@ constexpr int kWidth = 7;
 constexpr int kHeight = 5;
 const Bucket kRect{{0, 0}, {kWidth, kHeight}};
 
-// The load as LightMix sees it: an element list with a time stamp, render element records and
-// colour pictures; it counts the compute calls per element.
-class FakeLoad final : public IOperator, public IImageInfoProvider {
-public:
-    std::int64_t getTimestamp() const override { return time; }
-    std::vector<ElementInfo> getElements() const override { return elements; }
-    Bucket getImageRect() const override { return kRect; }
-    Bucket getRegion() const override { return kRect; }
-    std::optional<Bitmap<Float4>> compute(const ElementInfo& element, const Bucket& region, float scale,
-                                          unsigned) override {
-        std::lock_guard lock(mutex);
-        ++computeCalls[element.name];
-        const auto it = pictures.find(element.name);
-        if (it == pictures.end() || region != kRect || scale != 1.f) return std::nullopt;
-        return it->second;
-    }
-    std::optional<Bitmap<float>> computeMono(const ElementInfo&, const Bucket&, float, unsigned) override {
-        return std::nullopt;
-    }
-
-    std::optional<RenderElementInfo> findRenderElementInfo(const std::string& displayName) const override {
-        return lumora::findRenderElementInfo(records, displayName);
-    }
-    std::vector<ElementInfo> getElementInfos() const override { return elements; }
-    std::int64_t getElementsTimestamp() const override { return time; }
-
-    // A light select whose pixels are distinct per element, pixel and channel.
-    void addLightSelect(const std::string& name, float base) {
-        elements.push_back({name, ElementLayout::Rgb, ElementFlag::LightSelect});
-        Bitmap<Float4> picture(kWidth, kHeight);
-        for (int y = 0; y < kHeight; ++y) {
-            for (int x = 0; x < kWidth; ++x) {
-                const float v = base + 0.01f * static_cast<float>(x + kWidth * y);
-                picture(x, y) = Float4(v, 2.f * v, 0.5f * v, 1.f);
-            }
+// A light select whose pixels are distinct per element, pixel and channel.
+void addLightSelect(test::FakeSource& load, const std::string& name, float base) {
+    load.elements.push_back({name, ElementLayout::Rgb, ElementFlag::LightSelect});
+    Bitmap<Float4> picture(kWidth, kHeight);
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const float v = base + 0.01f * static_cast<float>(x + kWidth * y);
+            picture(x, y) = Float4(v, 2.f * v, 0.5f * v, 1.f);
         }
-        pictures[name] = std::move(picture);
     }
-    int calls(const std::string& name) {
-        std::lock_guard lock(mutex);
-        return computeCalls[name];
-    }
-
-    std::vector<ElementInfo> elements{{"", ElementLayout::Rgba, ElementFlag::DenoisingData}};
-    std::vector<RenderElementInfo> records;
-    std::map<std::string, Bitmap<Float4>> pictures;
-    std::int64_t time = 1;
-
-private:
-    std::mutex mutex;
-    std::map<std::string, int> computeCalls;
-};
+    load.colour[name] = std::move(picture);
+}
 
 class LightMixTest : public ::testing::Test {
 protected:
     LightMixTest() : mix(&lock) {
-        load.addLightSelect("Key", 0.1f);
-        load.addLightSelect("Fill", 0.3f);
-        load.addLightSelect("Rim", 0.7f);
+        load.elements = {{"", ElementLayout::Rgba, ElementFlag::DenoisingData}};
+        addLightSelect(load, "Key", 0.1f);
+        addLightSelect(load, "Fill", 0.3f);
+        addLightSelect(load, "Rim", 0.7f);
         mix.setDependency(0, &load);
         mix.setImageInfo(&load);
         mix.setSettings(&settings);
@@ -97,7 +59,7 @@ protected:
             for (int x = 0; x < kWidth; ++x) {
                 float expected[3] = {0.f, 0.f, 0.f};
                 for (const auto& [name, m] : terms) {
-                    const Float4 p = load.pictures[name](x, y);
+                    const Float4 p = load.colour[name](x, y);
                     expected[0] += m.x * p.x();
                     expected[1] += m.y * p.y();
                     expected[2] += m.z * p.z();
@@ -112,22 +74,37 @@ protected:
     }
 
     std::mutex lock;
-    FakeLoad load;
+    test::FakeSource load{kRect};
     Settings settings;
     LightMixOperator mix;
 };
 
-bool offers(const std::vector<ElementInfo>& elements, const std::string& name) {
-    return std::ranges::any_of(elements, [&](const ElementInfo& e) { return e.name == name; });
-}
-
-TEST_F(LightMixTest, OffersTheVirtualElementOnlyWhenThereAreVisibleNamedLightSelects) {
-    const auto elements = mix.getElements();
+TEST_F(LightMixTest, OffersTheVirtualElementWithTheRecordsEffectsOnlyForVisibleNamedLightSelects) {
+    auto elements = mix.getElements();
     ASSERT_EQ(elements.size(), 5u);
     EXPECT_EQ(elements.back(), (ElementInfo{kLightMixInteractive, ElementLayout::Rgb, ElementFlag::Virtual}));
 
+    // The layer list is rebuilt only when the element list's time stamp changes.
+    addLightSelect(load, "Sun", 0.2f);
+    EXPECT_EQ(mix.lightMixSourceElements().size(), 3u);
+    load.time = 2;
+    const auto layers = mix.lightMixSourceElements();
+    ASSERT_EQ(layers.size(), 4u);
+    EXPECT_EQ(layers[3].name, "Sun");
+
+    // The virtual element takes no bloom and no glare unless the LightMix record asks for them.
+    const std::uint32_t bloom = static_cast<std::uint32_t>(RenderElementFlag::BloomEffect);
+    const std::uint32_t glare = static_cast<std::uint32_t>(RenderElementFlag::GlareEffect);
+    const std::vector<std::pair<std::uint32_t, std::uint32_t>> effects{
+        {0, ElementFlag::NoBloom | ElementFlag::NoGlare}, {bloom, ElementFlag::NoGlare}, {glare, ElementFlag::NoBloom},
+        {bloom | glare, 0}};
+    for (const auto& [recordFlags, expected] : effects) {
+        load.records = {RenderElementInfo("My mix", RenderElementType::LightMix, recordFlags)};
+        EXPECT_EQ(mix.getElements().back().flags, ElementFlag::Virtual | expected) << "record flags " << recordFlags;
+    }
+
     // Hidden light selects, unnamed ones, single channels and plain colour elements are no layers.
-    FakeLoad other;
+    test::FakeSource other(kRect);
     other.elements = {{"", ElementLayout::Rgba, ElementFlag::LightSelect},
                       {"Hidden", ElementLayout::Rgb, ElementFlag::LightSelect | ElementFlag::Hidden},
                       {"Mask", ElementLayout::Mono, ElementFlag::LightSelect},
@@ -136,64 +113,44 @@ TEST_F(LightMixTest, OffersTheVirtualElementOnlyWhenThereAreVisibleNamedLightSel
     LightMixOperator noLayers(&otherLock);
     noLayers.setDependency(0, &other);
     noLayers.setImageInfo(&other);
-    EXPECT_FALSE(offers(noLayers.getElements(), kLightMixInteractive));
+    elements = noLayers.getElements();
+    EXPECT_FALSE(std::ranges::any_of(elements, [](const ElementInfo& e) { return e.name == kLightMixInteractive; }));
     EXPECT_TRUE(noLayers.lightMixSourceElements().empty());
-
     other.elements.clear();
     other.time = 2;
     EXPECT_TRUE(noLayers.getElements().empty());
 }
 
-TEST_F(LightMixTest, LayerListFollowsTheElementListTimeStamp) {
-    EXPECT_EQ(mix.lightMixSourceElements().size(), 3u);
-    load.addLightSelect("Sun", 0.2f);
-    EXPECT_EQ(mix.lightMixSourceElements().size(), 3u) << "the list is rebuilt only when the image changes";
-    load.time = 2;
-    const auto layers = mix.lightMixSourceElements();
-    ASSERT_EQ(layers.size(), 4u);
-    EXPECT_EQ(layers[3].name, "Sun");
-}
-
-TEST_F(LightMixTest, VirtualElementTakesNoBloomAndNoGlareFromTheRecord) {
+TEST_F(LightMixTest, MixSumsTheLayersTimesIntensityAndTintAndShortArraysLeaveLayersOnInWhite) {
+    expectMixOf({{"Key", {1.f, 1.f, 1.f}}, {"Fill", {1.f, 1.f, 1.f}}, {"Rim", {1.f, 1.f, 1.f}}});
+    EXPECT_EQ((*computeMix())(3, 2).w(), 1.f);
     struct Case {
-        RenderElementFlags recordFlags;
-        std::uint32_t expected;
+        std::vector<bool> enabled;
+        std::vector<float> intensities;
+        std::vector<Vec3> colours;
+        std::vector<std::pair<std::string, Vec3>> terms;
     };
-    const std::uint32_t bloom = static_cast<std::uint32_t>(RenderElementFlag::BloomEffect);
-    const std::uint32_t glare = static_cast<std::uint32_t>(RenderElementFlag::GlareEffect);
-    for (const Case& c : {Case{0, ElementFlag::NoBloom | ElementFlag::NoGlare}, Case{bloom, ElementFlag::NoGlare},
-                          Case{glare, ElementFlag::NoBloom}, Case{bloom | glare, 0}}) {
-        load.records = {RenderElementInfo("My mix", RenderElementType::LightMix, c.recordFlags)};
-        EXPECT_EQ(mix.getElements().back().flags, ElementFlag::Virtual | c.expected) << "record flags " << c.recordFlags;
-    }
-}
-
-TEST_F(LightMixTest, AllLayersAtOneEqualTheSumOfTheLightSelects) {
-    const Vec3 one{1.f, 1.f, 1.f};
-    expectMixOf({{"Key", one}, {"Fill", one}, {"Rim", one}});
-    const auto result = computeMix();
-    EXPECT_EQ((*result)(3, 2).w(), 1.f);
-}
-
-TEST_F(LightMixTest, ShortArraysLeaveTheRemainingLayersOnAtIntensityOneInWhite) {
-    settings.set(PropertyId::colorMapLightmixEnabledLayers, Property::boolArray({true}));
-    settings.set(PropertyId::colorMapLightmixIntensities, Property::floatArray({2.f, 0.5f}));
-    settings.set(PropertyId::colorMapLightmixColors, Property::vec3Array({{1.f, 1.f, 1.f}}));
-    expectMixOf({{"Key", {2.f, 2.f, 2.f}}, {"Fill", {0.5f, 0.5f, 0.5f}}, {"Rim", {1.f, 1.f, 1.f}}});
-}
-
-TEST_F(LightMixTest, GreyLightTintedByAColourGivesThatColour) {
-    // Tints act in the wide space; a grey layer comes back as exactly the tint's colour.
+    const std::vector<Case> cases{
+        {{true},
+         {2.f, 0.5f},
+         {{1.f, 1.f, 1.f}},
+         {{"Key", {2.f, 2.f, 2.f}}, {"Fill", {0.5f, 0.5f, 0.5f}}, {"Rim", {1.f, 1.f, 1.f}}}},
+        // Tints act in the wide space; a grey layer comes back as exactly the tint's colour.
+        {{true, false, false}, {3.f}, {{1.f, 0.5f, 0.2f}}, {{"Key", {3.f, 1.5f, 0.6f}}}},
+    };
     for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < kWidth; ++x) {
             const float v = 0.5f + 0.1f * static_cast<float>(x);
-            load.pictures["Key"](x, y) = Float4(v, v, v, 1.f);
+            load.colour["Key"](x, y) = Float4(v, v, v, 1.f);
         }
     }
-    settings.set(PropertyId::colorMapLightmixEnabledLayers, Property::boolArray({true, false, false}));
-    settings.set(PropertyId::colorMapLightmixIntensities, Property::floatArray({3.f}));
-    settings.set(PropertyId::colorMapLightmixColors, Property::vec3Array({{1.f, 0.5f, 0.2f}}));
-    expectMixOf({{"Key", {3.f, 1.5f, 0.6f}}});
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.intensities));
+        settings.set(PropertyId::colorMapLightmixEnabledLayers, Property::boolArray(c.enabled));
+        settings.set(PropertyId::colorMapLightmixIntensities, Property::floatArray(c.intensities));
+        settings.set(PropertyId::colorMapLightmixColors, Property::vec3Array(c.colours));
+        expectMixOf(c.terms);
+    }
 }
 
 TEST_F(LightMixTest, LayersThatDoNotCountAreNeverComputed) {
@@ -212,11 +169,11 @@ TEST_F(LightMixTest, LayersThatDoNotCountAreNeverComputed) {
 }
 
 TEST_F(LightMixTest, MissingLayerMakesTheMixUnavailableAndOtherElementsPassThrough) {
-    load.pictures.erase("Fill");
+    load.colour.erase("Fill");
     EXPECT_FALSE(computeMix().has_value());
     const auto key = mix.compute({"Key", ElementLayout::Rgb, ElementFlag::LightSelect}, kRect, 1.f, 0);
     ASSERT_TRUE(key.has_value());
-    EXPECT_EQ((*key)(1, 1).y(), load.pictures["Key"](1, 1).y());
+    EXPECT_EQ((*key)(1, 1).y(), load.colour["Key"](1, 1).y());
     EXPECT_FALSE(mix.compute({kLightMixInteractive, ElementLayout::Rgb, ElementFlag::Virtual},
                              Bucket{{3, 3}, {3, 4}}, 1.f, 0)
                      .has_value());
@@ -233,9 +190,7 @@ TEST(WideGamut, WhiteGivesTheUnitMultiplierAndTheInverseUndoesTheTransform) {
     for (int r = 0; r < 3; ++r) {
         for (int c = 0; c < 3; ++c) {
             double sum = 0.0;
-            for (int k = 0; k < 3; ++k) {
-                sum += double(linRgbToLinWideRgb().rows[r][k]) * double(linWideRgbToLinRgb().rows[k][c]);
-            }
+            for (int k = 0; k < 3; ++k) sum += double(linRgbToLinWideRgb().rows[r][k]) * linWideRgbToLinRgb().rows[k][c];
             EXPECT_NEAR(sum, r == c ? 1.0 : 0.0, 1e-6) << r << "," << c;
         }
     }

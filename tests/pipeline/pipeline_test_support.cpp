@@ -31,6 +31,30 @@ std::vector<std::string> channelNames(const ChannelImage& image) {
     return result;
 }
 
+std::optional<Bitmap<Float4>> FakeSource::compute(const ElementInfo& element, const Bucket& region, float scale,
+                                                  unsigned) {
+    std::lock_guard lock(mutex_);
+    ++calls_[element.name];
+    const auto it = colour.find(element.name);
+    if (it == colour.end() || region != rect || scale != 1.f) return std::nullopt;
+    return it->second;
+}
+
+std::optional<Bitmap<float>> FakeSource::computeMono(const ElementInfo& element, const Bucket& region, float scale,
+                                                     unsigned) {
+    std::lock_guard lock(mutex_);
+    ++calls_[element.name];
+    const auto it = mono.find(element.name);
+    if (it == mono.end() || region != rect || scale != 1.f) return std::nullopt;
+    return it->second;
+}
+
+int FakeSource::calls(const std::string& name) const {
+    std::lock_guard lock(mutex_);
+    const auto it = calls_.find(name);
+    return it == calls_.end() ? 0 : it->second;
+}
+
 std::shared_ptr<const std::function<void(const std::string&)>> MessageLog::callback() {
     return std::make_shared<const std::function<void(const std::string&)>>([this](const std::string& text) {
         std::lock_guard lock(mutex_);
@@ -43,10 +67,17 @@ std::vector<std::string> MessageLog::texts() const {
     return texts_;
 }
 
-std::filesystem::path scratchFolder(const std::string& name) {
-    const auto folder = std::filesystem::path(LUMORA_TEST_TMP) / (name + "_" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder);
-    return folder;
+std::string missingWeightsMessage(const std::string& image, const std::string& channel,
+                                  const std::string& executable) {
+    std::string text = "Image \"" + image + "\" is missing channel \"" + channel +
+                       "\", expected to contain pixel weights.\n\nFor each pixel to be merged its weight is required. "
+                       "For this purpose mergeable images store a special weight channel defining a weight of each "
+                       "pixel of the image. By default Lumora Renderer names this channel \"LUMORA_FB_WEIGHTS\".";
+    if (executable.empty()) return text;
+    return text + "\n\nIf the weight channel exists but with a different name than the expected default, please "
+                  "explicitly specify the channel name - see help (" +
+           executable + " -h) for how to do this. The other available option is to specify a constant weight for "
+                        "all pixels.";
 }
 
 }  // namespace lumora::test

@@ -1,16 +1,15 @@
 #pragma once
 // Small images, message collectors and scratch folders for the pipeline tests.
 
-#include <unistd.h>
-
-#include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "lumora/image/channel_image.hpp"
+#include "lumora/pipeline/operator.hpp"
 
 namespace lumora::test {
 
@@ -25,6 +24,40 @@ void markAsLxr(ChannelImage& image, int passes = 1);
 // Channel names of an image, in its order.
 std::vector<std::string> channelNames(const ChannelImage& image);
 
+// Stands in for an operator upstream of the one under test: fixed pictures by element name, served
+// only for the whole image rectangle at scale 1; it counts the compute calls per element.
+class FakeSource final : public IOperator, public IImageInfoProvider {
+public:
+    explicit FakeSource(Bucket rect) : rect(rect) {}
+
+    std::int64_t getTimestamp() const override { return time; }
+    std::vector<ElementInfo> getElements() const override { return elements; }
+    Bucket getImageRect() const override { return rect; }
+    Bucket getRegion() const override { return rect; }
+    std::optional<Bitmap<Float4>> compute(const ElementInfo& element, const Bucket& region, float scale,
+                                          unsigned) override;
+    std::optional<Bitmap<float>> computeMono(const ElementInfo& element, const Bucket& region, float scale,
+                                             unsigned) override;
+    std::optional<RenderElementInfo> findRenderElementInfo(const std::string& displayName) const override {
+        return lumora::findRenderElementInfo(records, displayName);
+    }
+    std::vector<ElementInfo> getElementInfos() const override { return elements; }
+    std::int64_t getElementsTimestamp() const override { return time; }
+
+    int calls(const std::string& name) const;
+
+    Bucket rect;
+    std::int64_t time = 1;
+    std::vector<ElementInfo> elements;
+    std::vector<RenderElementInfo> records;
+    std::map<std::string, Bitmap<Float4>> colour;
+    std::map<std::string, Bitmap<float>> mono;
+
+private:
+    mutable std::mutex mutex_;
+    std::map<std::string, int> calls_;
+};
+
 // Thread-safe collector of the texts an operator reports through one callback.
 class MessageLog {
 public:
@@ -36,7 +69,9 @@ private:
     std::vector<std::string> texts_;
 };
 
-// A folder of this test process's own (ctest runs the test cases in parallel processes).
-std::filesystem::path scratchFolder(const std::string& name);
+// The load's message for an input without its weight channel; with an executable's name it ends
+// with the hint that the command-line editor adds.
+std::string missingWeightsMessage(const std::string& image, const std::string& channel,
+                                  const std::string& executable = "");
 
 }  // namespace lumora::test

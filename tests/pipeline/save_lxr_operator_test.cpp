@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
+#include <tuple>
 
 #include "lumora/image/property_attributes.hpp"
 #include "lumora/pipeline/load_operator.hpp"
@@ -16,32 +16,6 @@ namespace lumora {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Stands in for the denoise operator: a constant denoised picture for each listed element.
-class FakeDenoise final : public IOperator {
-public:
-    explicit FakeDenoise(std::map<std::string, ElementInfo> results) : results_(std::move(results)) {}
-
-    std::int64_t getTimestamp() const override { return 0; }
-    std::vector<ElementInfo> getElements() const override {
-        std::vector<ElementInfo> elements;
-        for (const auto& [name, element] : results_) elements.push_back(element);
-        return elements;
-    }
-    Bucket getImageRect() const override { return {}; }
-    Bucket getRegion() const override { return {}; }
-    std::optional<Bitmap<Float4>> compute(const ElementInfo& element, const Bucket& region, float scale,
-                                          unsigned) override {
-        if (!results_.contains(element.name) || scale != 1.f) return std::nullopt;
-        return Bitmap<Float4>(region.width(), region.height(), Float4(7.f, 8.f, 9.f, 0.5f));
-    }
-    std::optional<Bitmap<float>> computeMono(const ElementInfo&, const Bucket&, float, unsigned) override {
-        return std::nullopt;
-    }
-
-private:
-    std::map<std::string, ElementInfo> results_;
-};
 
 const std::vector<std::string> kChannels{
     "A",           "B",           "G",           "R",          "Key.R",      "Key.G",     "Key.B",
@@ -75,7 +49,14 @@ protected:
             });
     }
 
-    void save(const std::string& selector, const fs::path& output, FakeDenoise& denoise) {
+    // The denoise operator's fresh results: a constant picture for each of the elements.
+    void denoised(std::vector<ElementInfo> elements) {
+        denoise.colour.clear();
+        for (const ElementInfo& e : elements) denoise.colour[e.name] = Bitmap<Float4>(4, 3, Float4(7.f, 8.f, 9.f, 0.5f));
+        denoise.elements = std::move(elements);
+    }
+
+    void save(const std::string& selector, const fs::path& output) {
         saver.wire(&load, &denoise);
         saver.start({selector}, output);
         ASSERT_TRUE(saver.wait());
@@ -83,6 +64,7 @@ protected:
 
     Settings settings;
     LoadOperator load;
+    test::FakeSource denoise{{{0, 0}, {4, 3}}};
     SaveLxrOperatorCli saver;
     test::MessageLog errors;
     test::MessageLog infos;
@@ -91,8 +73,8 @@ protected:
 };
 
 TEST_F(SaveLxrTest, AllElementsKeepEveryChannelTheRecordsAndTheSettingsPlusFreshDenoisedPictures) {
-    FakeDenoise denoise({{"Key", {"Key", ElementLayout::Rgb, ElementFlag::DenoisedMark}}});
-    save("*", "out/All.lxr", denoise);
+    denoised({{"Key", ElementLayout::Rgb, ElementFlag::DenoisedMark}});
+    save("*", "out/All.lxr");
     EXPECT_TRUE(errors.texts().empty());
     EXPECT_EQ(infos.texts(), std::vector<std::string>{"Image \"out/All.lxr\" has been successfully saved."});
     EXPECT_EQ(writtenPath, fs::path("out/All.lxr"));
@@ -115,9 +97,8 @@ TEST_F(SaveLxrTest, AllElementsKeepEveryChannelTheRecordsAndTheSettingsPlusFresh
 }
 
 TEST_F(SaveLxrTest, OneElementIsWrittenAloneWithItsDenoisedVariant) {
-    FakeDenoise denoise({{"", {"", ElementLayout::Rgba, ElementFlag::DenoisedMark}},
-                         {"Key", {"Key", ElementLayout::Rgb, ElementFlag::DenoisedMark}}});
-    save("Key", "Key.lxr", denoise);
+    denoised({{"", ElementLayout::Rgba, ElementFlag::DenoisedMark}, {"Key", ElementLayout::Rgb, ElementFlag::DenoisedMark}});
+    save("Key", "Key.lxr");
     EXPECT_TRUE(errors.texts().empty());
     EXPECT_EQ(test::channelNames(written),
               (std::vector<std::string>{"DenoisedKey.B", "DenoisedKey.G", "DenoisedKey.R", "Key.B", "Key.G", "Key.R"}));
@@ -125,64 +106,53 @@ TEST_F(SaveLxrTest, OneElementIsWrittenAloneWithItsDenoisedVariant) {
     EXPECT_EQ(written.getRenderElementInfos().front().name, "Key");
 
     // Fresh results replace the variant stored in the input; the alpha lane goes with an Rgba element.
-    save("BEAUTY", "Beauty.lxr", denoise);
+    save("BEAUTY", "Beauty.lxr");
     EXPECT_EQ(test::channelNames(written),
               (std::vector<std::string>{"A", "B", "Denoised.A", "Denoised.B", "Denoised.G", "Denoised.R", "G", "R"}));
     EXPECT_EQ(written.getChannel<float>("Denoised.A")->at(1, 1), 0.5f);
     EXPECT_TRUE(written.getRenderElementInfos().front().type.is(RenderElement::Beauty));
 
     // Without a fresh result the input's stored variant goes along.
-    FakeDenoise none({});
-    save("BEAUTY", "Beauty.lxr", none);
+    denoised({});
+    save("BEAUTY", "Beauty.lxr");
     EXPECT_EQ(written.getChannel<float>("Denoised.A")->at(1, 1), 1.f);
     EXPECT_EQ(errors.texts().size(), 0u);
 }
 
 TEST_F(SaveLxrTest, FailuresAreReportedAsWholeMessagesAndNothingIsWritten) {
-    FakeDenoise none({});
-    const std::vector<std::pair<std::string, fs::path>> cases{{"*", "folder/"},         {"Nope", "out.lxr"},
-                                                              {"SqrBeauty", "out.lxr"}, {"Z", "out.lxr"},
-                                                              {"Alpha", "out.lxr"},     {"*", "dir/readonly.lxr"}};
-    const std::vector<std::string> messages{
-        "Well-formed output image path is expected.",
-        "Render element \"Nope\" cannot be saved to Lumora EXR.\nThe element either does not exist, or saving such "
-        "element alone is not supported.",
-        "Render element \"SqrBeauty\" cannot be saved to Lumora EXR.\nThe element either does not exist, or saving "
-        "such element alone is not supported.",
-        "Render element \"Z\" cannot be saved to Lumora EXR.\nThe element either does not exist, or saving such "
-        "element alone is not supported.",
-        "Render element \"Alpha\" cannot be saved to Lumora EXR.\nThe element either does not exist, or saving such "
-        "element alone is not supported.",
-        "Cannot write \"dir/readonly.lxr\".",
+    const auto notSavable = [](const std::string& element) {
+        return "Render element \"" + element +
+               "\" cannot be saved to Lumora EXR.\nThe element either does not exist, or saving such element alone "
+               "is not supported.";
     };
-    for (std::size_t i = 0; i < cases.size(); ++i) {
+    const std::vector<std::tuple<std::string, fs::path, std::string>> cases{
+        {"*", "folder/", "Well-formed output image path is expected."},
+        {"Nope", "out.lxr", notSavable("Nope")},
+        {"SqrBeauty", "out.lxr", notSavable("SqrBeauty")},
+        {"Z", "out.lxr", notSavable("Z")},
+        {"Alpha", "out.lxr", notSavable("Alpha")},
+        {"*", "dir/readonly.lxr", "Cannot write \"dir/readonly.lxr\"."},
+    };
+    for (const auto& [selector, output, message] : cases) {
         test::MessageLog log;
         saver.setErrorCallback(log.callback());
-        save(cases[i].first, cases[i].second, none);
-        EXPECT_EQ(log.texts(), std::vector<std::string>{messages[i]});
+        save(selector, output);
+        EXPECT_EQ(log.texts(), std::vector<std::string>{message});
     }
     EXPECT_TRUE(infos.texts().empty());
     EXPECT_TRUE(written.channels().empty());
-}
 
-TEST(SaveLxrEmpty, AnImageWithoutSavableElementsIsRefused) {
-    LoadOperator load;
+    // An image without savable elements is refused.
     load.setImageLoader([](const fs::path&) {
         return std::expected<ChannelImage, std::string>(test::makeImage(2, 2, {"Z", "LUMORA_FB_WEIGHTS", "Half.R"}));
     });
     load.setInputs({}, {"z.exr"});
     load.wait();
-    FakeDenoise none({});
-    Settings settings;
-    SaveLxrOperatorCli saver;
-    saver.wire(&load, &none);
-    saver.setSettings(&settings);
-    test::MessageLog errors;
-    saver.setErrorCallback(errors.callback());
+    test::MessageLog log;
+    saver.setErrorCallback(log.callback());
     saver.start({}, "out.lxr");
     saver.wait();
-    EXPECT_EQ(errors.texts(),
-              std::vector<std::string>{"There are no render elements that can be saved to Lumora EXR."});
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"There are no render elements that can be saved to Lumora EXR."});
 }
 
 }  // namespace

@@ -1,75 +1,16 @@
 // The lumora-sample-render command line: option parsing, messages and exit status of the real
 // executable.
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
-
+#include "cli/run_program.hpp"
 #include "lumora/image/exr_loader.hpp"
 #include "sample_render/options.hpp"
-
-extern char** environ;
 
 namespace lumora::sample {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-fs::path scratch() {
-    const fs::path folder = fs::path(LUMORA_TEST_TMP) / "sample_render_cli";
-    fs::create_directories(folder);
-    return folder;
-}
-
-std::string readText(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-Outcome runTool(std::vector<std::string> arguments) {
-    const fs::path outPath = scratch() / "stdout.txt";
-    const fs::path errPath = scratch() / "stderr.txt";
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    arguments.insert(arguments.begin(), LUMORA_SAMPLE_RENDER_EXE);
-    std::vector<char*> argv;
-    for (std::string& a : arguments) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    Outcome outcome;
-    pid_t pid = 0;
-    if (posix_spawn(&pid, LUMORA_SAMPLE_RENDER_EXE, &actions, nullptr, argv.data(), environ) == 0) {
-        int status = 0;
-        waitpid(pid, &status, 0);
-        outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    posix_spawn_file_actions_destroy(&actions);
-    outcome.out = readText(outPath);
-    outcome.err = readText(errPath);
-    return outcome;
-}
-
-std::string parseError(std::vector<std::string> arguments) {
-    const auto parsed = parseOptions(arguments);
-    return parsed ? std::string("(parsed)") : parsed.error();
-}
 
 TEST(SampleRenderOptions, ValuesOfEveryOption) {
     const auto parsed = parseOptions(std::vector<std::string>{
@@ -89,13 +30,8 @@ TEST(SampleRenderOptions, ValuesOfEveryOption) {
     EXPECT_EQ(parsed->threads, 3);
     EXPECT_EQ(parsed->preview, "p.png");
     EXPECT_EQ(parsed->output, "out.lxr");
-
-    const auto defaults = parseOptions(std::vector<std::string>{"out.lxr"});
-    ASSERT_TRUE(defaults.has_value());
-    EXPECT_EQ(defaults->dataWindow(), (Bucket{{0, 0}, {640, 360}}));
-    EXPECT_EQ(defaults->passes, 16);
-    EXPECT_EQ(defaults->seed, 1u);
-    EXPECT_TRUE(defaults->denoisingData);
+    // Without a region the whole frame is rendered.
+    EXPECT_EQ(parseOptions(std::vector<std::string>{"out.lxr"})->dataWindow(), (Bucket{{0, 0}, {640, 360}}));
 }
 
 TEST(SampleRenderOptions, BadOptionsAreExplained) {
@@ -118,34 +54,37 @@ TEST(SampleRenderOptions, BadOptionsAreExplained) {
         {{"--adaptive=yes", "a.lxr"}, "Unknown option '--adaptive=yes'."},
     };
     for (const auto& [arguments, message] : cases) {
-        EXPECT_EQ(parseError(arguments), message) << testing::PrintToString(arguments);
+        const auto parsed = parseOptions(arguments);
+        EXPECT_EQ(parsed ? std::string("(parsed)") : parsed.error(), message) << testing::PrintToString(arguments);
     }
 }
 
 TEST(SampleRenderTool, WritesAnLxrAndReportsErrorsWithStatusOne) {
-    const fs::path output = scratch() / "tiny.lxr";
-    const fs::path preview = scratch() / "tiny.png";
-    fs::remove(output);
-    const Outcome ok = runTool({"--size", "16x9", "--passes", "2", "--preview", preview.string(), output.string()});
+    const fs::path folder = test::processFolder("sample_render_cli");
+    const auto run = [&](const std::vector<std::string>& arguments) {
+        return test::runProgram(LUMORA_SAMPLE_RENDER_EXE, arguments, folder);
+    };
+    fs::remove(folder / "tiny.lxr");
+    const test::Outcome ok = run({"--size", "16x9", "--passes", "2", "--preview", "tiny.png", "tiny.lxr"});
     EXPECT_EQ(ok.status, 0) << ok.err;
     EXPECT_EQ(ok.out + ok.err, "");
-    const auto loaded = ExrLoader().load(output);
+    const auto loaded = ExrLoader().load(folder / "tiny.lxr");
     ASSERT_TRUE(loaded.has_value()) << loaded.error();
     EXPECT_TRUE(isLumoraExr(*loaded));
-    EXPECT_GT(fs::file_size(preview), 0u);
+    EXPECT_GT(fs::file_size(folder / "tiny.png"), 0u);
 
     const std::string hint = "\nRun 'lumora-sample-render --help' for the options.\n";
-    const Outcome badOption = runTool({"--passes", "none", output.string()});
+    const test::Outcome badOption = run({"--passes", "none", "tiny.lxr"});
     EXPECT_EQ(badOption.status, 1);
     EXPECT_EQ(badOption.err,
               "Error: Invalid --passes value 'none': expected a whole number from 1 to 65536." + hint);
 
-    const Outcome badSetting = runTool({"--size", "4x4", "--set", "float colorMap.nothing = 1", output.string()});
+    const test::Outcome badSetting = run({"--size", "4x4", "--set", "float colorMap.nothing = 1", "tiny.lxr"});
     EXPECT_EQ(badSetting.status, 1);
     EXPECT_EQ(badSetting.err, "Error: Error in.conf file 'Conf::parseLine' (line 1) : Unknown property.\n Whole line : "
                               "float colorMap.nothing = 1" + hint);
 
-    const Outcome help = runTool({"--help"});
+    const test::Outcome help = run({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.out, usageText());
 }
