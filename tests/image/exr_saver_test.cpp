@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <cstring>
 #include <limits>
 
 #include "exr_test_support.hpp"
 #include "lumora/image/exr_loader.hpp"
+#include "lumora/image/exr_streams.hpp"
 
 namespace lumora {
 namespace {
@@ -197,6 +199,27 @@ TEST(ExrSaver, FailedSaveKeepsTheEarlierFileAndLeavesNoOther) {
         }
     }
     EXPECT_EQ(folderEntries(folder), std::vector<std::string>{"out.lxr"});
+    EXPECT_EQ(readBytes(path), earlier);
+}
+
+TEST(ExrSaver, InterruptedSaveLeavesTheEarlierFileAndNoTemporaryOne) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const fs::path folder = testFolder();
+    const fs::path path = folder / "out.lxr";
+    ASSERT_EQ(ExrSaver().save(makeImage(Bucket{{0, 0}, {8, 8}}), path), true);
+    const std::vector<char> earlier = readBytes(path);
+
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        EXPECT_EXIT(
+            {
+                io::removeTemporaryFilesOnSignals();
+                ExrOStreamAdapter stream(path);
+                stream.write("half-written", 12);
+                std::raise(signal);
+            },
+            ::testing::KilledBySignal(signal), "");
+        EXPECT_EQ(folderEntries(folder), std::vector<std::string>{"out.lxr"}) << signal;
+    }
     EXPECT_EQ(readBytes(path), earlier);
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "lumora/foundation/scheduler.hpp"
+#include "lumora/foundation/temporary_files.hpp"
 #include "lumora/image/exr_saver.hpp"
 #include "sample_render/options.hpp"
 #include "sample_render/preview.hpp"
@@ -23,6 +24,7 @@ int fail(const std::string& message) {
 
 int main(int argc, char** argv) {
     using namespace lumora;
+    io::removeTemporaryFilesOnSignals();
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     const auto options = sample::parseOptions(arguments);
     if (!options) {

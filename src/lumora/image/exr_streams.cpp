@@ -140,6 +140,7 @@ ExrOStreamAdapter::ExrOStreamAdapter(const std::filesystem::path& target)
         throwErrno(error);
     }
     std::setvbuf(file_, nullptr, _IOFBF, kStreamBufferSize);
+    guard_.emplace(temporary_);
 }
 
 ExrOStreamAdapter::~ExrOStreamAdapter() {
@@ -185,6 +186,7 @@ void ExrOStreamAdapter::commit() {
     if (error == 0 && std::rename(temporary_.c_str(), target_.c_str()) != 0) {
         error = errno;
     }
+    if (error == 0) guard_.reset();
     if (error != 0) {
         ::unlink(temporary_.c_str());
         throwErrno(error);

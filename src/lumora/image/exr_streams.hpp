@@ -12,7 +12,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <string>
+
+#include "lumora/foundation/temporary_files.hpp"
 
 namespace lumora {
 
@@ -69,6 +72,7 @@ public:
 private:
     std::filesystem::path target_;
     std::filesystem::path temporary_;
+    std::optional<io::TemporaryFileGuard> guard_;
     std::FILE* file_ = nullptr;
     std::uint64_t position_ = 0;
 };

@@ -1,0 +1,68 @@
+#include "lumora/foundation/temporary_files.hpp"
+
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstring>
+
+namespace lumora::io {
+
+namespace {
+
+// The handler may only touch lock-free atomics and fixed storage.
+enum SlotState : int { Free, Writing, Ready };
+constexpr int kSlots = 32;
+constexpr std::size_t kPathBytes = 4096;
+
+std::array<std::atomic<int>, kSlots> states{};
+char paths[kSlots][kPathBytes];
+
+static_assert(std::atomic<int>::is_always_lock_free);
+
+void onSignal(int signal) {
+    const int savedErrno = errno;
+    for (int i = 0; i < kSlots; ++i) {
+        if (states[static_cast<std::size_t>(i)].load() == Ready) ::unlink(paths[i]);
+    }
+    errno = savedErrno;
+    // The handler was installed with SA_RESETHAND: the signal now takes its default course.
+    ::raise(signal);
+}
+
+}  // namespace
+
+TemporaryFileGuard::TemporaryFileGuard(const std::filesystem::path& path) {
+    const std::string& text = path.native();
+    if (text.size() >= kPathBytes) return;
+    for (int i = 0; i < kSlots; ++i) {
+        int expected = Free;
+        if (states[static_cast<std::size_t>(i)].compare_exchange_strong(expected, Writing)) {
+            std::memcpy(paths[i], text.c_str(), text.size() + 1);
+            states[static_cast<std::size_t>(i)].store(Ready);
+            slot_ = i;
+            return;
+        }
+    }
+}
+
+void TemporaryFileGuard::release() {
+    if (slot_ < 0) return;
+    states[static_cast<std::size_t>(slot_)].store(Free);
+    slot_ = -1;
+}
+
+void removeTemporaryFilesOnSignals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction current {};
+        if (::sigaction(signal, nullptr, &current) != 0 || current.sa_handler == SIG_IGN) continue;
+        struct sigaction action {};
+        action.sa_handler = onSignal;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESETHAND;
+        ::sigaction(signal, &action, nullptr);
+    }
+}
+
+}  // namespace lumora::io

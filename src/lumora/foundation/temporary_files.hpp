@@ -1,0 +1,32 @@
+#pragma once
+// Temporary files that an interrupted run must not leave behind. Saves write into a hidden
+// temporary file next to the target and rename it into place; if the process is stopped by
+// SIGINT, SIGTERM or SIGHUP meanwhile (a user's Ctrl+C, a render-farm job being cancelled), the
+// signal handler removes every file registered here before the process ends as the signal
+// asks.
+
+#include <filesystem>
+
+namespace lumora::io {
+
+// Registers one temporary file for as long as the guard lives (or until release()). A few
+// dozen files can be registered at once; beyond that a file is simply not covered.
+class TemporaryFileGuard {
+public:
+    explicit TemporaryFileGuard(const std::filesystem::path& path);
+    ~TemporaryFileGuard() { release(); }
+    TemporaryFileGuard(const TemporaryFileGuard&) = delete;
+    TemporaryFileGuard& operator=(const TemporaryFileGuard&) = delete;
+
+    // Stops covering the file (it was renamed into place or removed).
+    void release();
+
+private:
+    int slot_ = -1;
+};
+
+// Installs the handlers for SIGINT, SIGTERM and SIGHUP. Signals that the process ignores stay
+// ignored (a job started with nohup keeps ignoring SIGHUP).
+void removeTemporaryFilesOnSignals();
+
+}  // namespace lumora::io
