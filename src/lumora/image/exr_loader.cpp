@@ -459,6 +459,23 @@ std::string rewriteExrErrorMessage(std::string_view message, const std::filesyst
     return result;
 }
 
+std::string describeExrFailure(std::exception_ptr error, std::string_view outOfMemory,
+                               const std::filesystem::path& path) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const Exception& e) {
+        return e.message();
+    } catch (const std::bad_alloc&) {
+        return rewriteExrErrorMessage(outOfMemory, path);
+    } catch (const std::length_error&) {
+        return rewriteExrErrorMessage(outOfMemory, path);
+    } catch (const std::exception& e) {
+        return rewriteExrErrorMessage(e.what(), path);
+    } catch (...) {
+        return rewriteExrErrorMessage({}, path);
+    }
+}
+
 std::expected<ChannelImage, std::string> ExrLoader::load(const std::filesystem::path& path) {
     std::lock_guard lock(exrIoMutex());
     try {
@@ -469,16 +486,8 @@ std::expected<ChannelImage, std::string> ExrLoader::load(const std::filesystem::
         stream.seekg(0);
         Imf::InputFile file(stream, Imf::globalThreadCount());
         return readImage(file);
-    } catch (const Exception& e) {
-        return std::unexpected(e.message());
-    } catch (const std::bad_alloc&) {
-        return std::unexpected(rewriteExrErrorMessage(kOutOfMemory, path));
-    } catch (const std::length_error&) {
-        return std::unexpected(rewriteExrErrorMessage(kOutOfMemory, path));
-    } catch (const std::exception& e) {
-        return std::unexpected(rewriteExrErrorMessage(e.what(), path));
     } catch (...) {
-        return std::unexpected(rewriteExrErrorMessage({}, path));
+        return std::unexpected(describeExrFailure(std::current_exception(), kOutOfMemory, path));
     }
 }
 

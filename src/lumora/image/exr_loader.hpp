@@ -6,6 +6,7 @@
 // channel (HALF and FLOAT) or an unsigned channel (UINT) of the data window's size. Whether the
 // result is an LXR is decided afterwards from its attributes (isLumoraExr).
 
+#include <exception>
 #include <expected>
 #include <filesystem>
 #include <string>
@@ -39,5 +40,10 @@ private:
 // file." becomes "File is not a supported image file.", and the message ends with a full stop.
 // An empty message reads "Unknown error has occurred.".
 std::string rewriteExrErrorMessage(std::string_view message, const std::filesystem::path& path);
+
+// The message for what a read or write of path threw: the program's own messages as they are,
+// OpenEXR's and the stream's rewritten as above, running out of memory as outOfMemory.
+std::string describeExrFailure(std::exception_ptr error, std::string_view outOfMemory,
+                               const std::filesystem::path& path);
 
 }  // namespace lumora

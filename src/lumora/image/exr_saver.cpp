@@ -144,16 +144,8 @@ std::expected<bool, std::string> ExrSaver::save(const ChannelImage& image, const
         }
         stream.commit();
         return true;
-    } catch (const Exception& e) {
-        return std::unexpected(e.message());
-    } catch (const std::bad_alloc&) {
-        return std::unexpected(rewriteExrErrorMessage(kOutOfMemory, path));
-    } catch (const std::length_error&) {
-        return std::unexpected(rewriteExrErrorMessage(kOutOfMemory, path));
-    } catch (const std::exception& e) {
-        return std::unexpected(rewriteExrErrorMessage(e.what(), path));
     } catch (...) {
-        return std::unexpected(rewriteExrErrorMessage({}, path));
+        return std::unexpected(describeExrFailure(std::current_exception(), kOutOfMemory, path));
     }
 }
 
