@@ -6,8 +6,10 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <mutex>
 #include <numeric>
 #include <set>
@@ -167,6 +169,11 @@ TEST(Float4, ArithmeticIsLaneWise) {
     EXPECT_FLOAT_EQ(s[3], 3.f);
     EXPECT_FLOAT_EQ(min(a, b)[1], 2.f);
     EXPECT_FLOAT_EQ(max(a, b)[1], 3.f);
+    // Clamping a NaN lane against a bound gives the bound: the NaN cannot spread through clamps.
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_EQ(max(Float4(nan), Float4(0.f))[0], 0.f);
+    EXPECT_EQ(min(Float4(nan), Float4(1.f))[2], 1.f);
+    EXPECT_TRUE(std::isnan(min(Float4(1.f), Float4(nan))[1]));
     EXPECT_FLOAT_EQ(abs(Float4(-2, 2, -0.f, 1))[0], 2.f);
     EXPECT_FLOAT_EQ(sqrt(Float4(9.f))[2], 3.f);
     EXPECT_FLOAT_EQ(a.luminance(), 2.f);

@@ -76,11 +76,12 @@ public:
     LUMORA_F4_OP(*)
     LUMORA_F4_OP(/)
 #undef LUMORA_F4_OP
+    // As minps/maxps: where either lane is NaN the result is b's lane.
     friend Float4 min(Float4 a, Float4 b) {
-        return map2(a, b, [](float p, float q) { return q < p ? q : p; });
+        return map2(a, b, [](float p, float q) { return p < q ? p : q; });
     }
     friend Float4 max(Float4 a, Float4 b) {
-        return map2(a, b, [](float p, float q) { return p < q ? q : p; });
+        return map2(a, b, [](float p, float q) { return p > q ? p : q; });
     }
     friend Float4 sqrt(Float4 a) { return map2(a, a, [](float p, float) { return std::sqrt(p); }); }
     friend Float4 abs(Float4 a) { return map2(a, a, [](float p, float) { return std::fabs(p); }); }

@@ -12,8 +12,6 @@
 #include <OpenEXR/ImfThreading.h>
 #include <OpenEXR/ImfVecAttribute.h>
 
-#include <new>
-#include <stdexcept>
 
 #include "lumora/foundation/exception.hpp"
 #include "lumora/foundation/text.hpp"
