@@ -1,16 +1,30 @@
 #pragma once
-// The editor's printouts as its users must see them, written out independently of the code that
-// prints them.
+// The editor's printouts as its users must see them. The long informational texts (usage,
+// examples, property list) are pinned by fingerprints of their exact bytes; the short framing
+// texts are written out.
 
+#include <cstdint>
 #include <string>
 
 namespace lumora::test {
 
 std::string expectedBanner();
-// The output of --help after the banner, for an executable of the given file name.
-std::string expectedUsage(const std::string& executableName);
-std::string expectedExamples(const std::string& executableName);
-std::string expectedProperties();
 std::string expectedErrorReport(const std::string& message);
+
+// The informational texts as printed in-process (they name the test program).
+std::string printedUsage();
+std::string printedExamples();
+std::string printedProperties();
+
+// Fingerprints of the exact texts of --help (after the banner), --list-examples and
+// --list-properties. A change of any character changes them; review the printed text before
+// pinning a new value.
+inline constexpr std::uint64_t kUsageFingerprint = 0xb7f94ec76876a55au;
+inline constexpr std::uint64_t kExamplesFingerprint = 0xe3ff03c0a928dde6u;
+inline constexpr std::uint64_t kPropertiesFingerprint = 0xff0c0069d514ae66u;
+
+// FNV-1a 64 of the text with every occurrence of the executable's name replaced by "<editor>",
+// so the pins hold whatever the test program is called.
+std::uint64_t fingerprint(const std::string& text, const std::string& executableName);
 
 }  // namespace lumora::test
