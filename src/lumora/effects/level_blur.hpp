@@ -1,0 +1,49 @@
+#pragma once
+// The blur behind bloom and glare: nine levels of growing radius, each a triangular kernel (two
+// box passes) blurring first down the columns and then along the rows, summed with growing
+// weights and optionally tinted by a hue per level.
+
+#include <array>
+#include <functional>
+#include <optional>
+
+#include "lumora/foundation/bitmap.hpp"
+#include "lumora/foundation/geometry.hpp"
+
+namespace lumora {
+
+class Float4;
+
+struct BlurLevel {
+    int rx = 0;  // horizontal radius; 0 skips the horizontal blur
+    int ry = 0;  // vertical radius; 0 skips the level
+    Rgb color;
+    float mix = 0.f;  // share of the tint; 0 keeps the blurred colour
+    float weight = 1.f;
+};
+
+struct LevelBlurParams {
+    float aspect = 1.f;    // vertical radius / horizontal radius
+    float hueShift = 0.f;  // turns of the hue circle added to every level's hue
+    float mix = 0.f;       // tint share of the levels after the first
+    float growth = 1.f;    // weight ratio of consecutive levels
+};
+
+inline constexpr int kBlurLevelCount = 9;
+
+std::array<BlurLevel, kBlurLevelCount> makeBlurLevels(int width, int height, const LevelBlurParams& params);
+
+// The fully saturated, full-value colour of a hue in degrees [0, 360).
+Rgb hueColor(float hue);
+
+// One box pass of width 2r + 1 over n values, zero outside the line; in and out must differ.
+void boxPass(const Float4* in, Float4* out, int n, int r);
+
+// The weighted sum of the blurred levels of src; nothing when cancelled() became true between
+// two levels. Storage is FloatPixels or HalfPixels (pixel_storage.hpp).
+template <class Storage>
+std::optional<Bitmap<typename Storage::Pixel>> levelBlur(const Bitmap<typename Storage::Pixel>& src,
+                                                         const LevelBlurParams& params, bool parallel,
+                                                         const std::function<bool()>& cancelled);
+
+}  // namespace lumora
