@@ -7,6 +7,7 @@
 #include "lumora/denoise/denoising_mode.hpp"
 #include "lumora/image/channel_image.hpp"
 #include "lumora/pipeline/error_logger.hpp"
+#include "lumora/pipeline/region_sampling.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 #include "lumora/settings/settings.hpp"
 
@@ -23,33 +24,6 @@ std::string missingElementMessage(const std::string& name) {
 }
 
 bool isColor(const ElementInfo& e) { return e.layout == ElementLayout::Rgb || e.layout == ElementLayout::Rgba; }
-
-// Point-samples a part of a stored bitmap: output pixel (x, y) is the stored pixel at
-// offset + trunc((x, y) * scale).
-std::optional<Bitmap<Float4>> sample(const Bitmap<Float4>& stored, const Bucket& storedRegion, const Bucket& region,
-                                     float scale) {
-    if (region.isEmpty() || !storedRegion.contains(region) || !std::isfinite(scale) || !(scale > 0.f)) {
-        return std::nullopt;
-    }
-    const Pixel offset = region.min - storedRegion.min;
-    if (scale == 1.f) {
-        Bitmap<Float4> out(region.width(), region.height());
-        for (int y = 0; y < out.height(); ++y) {
-            std::copy_n(stored.row(offset.y + y) + offset.x, out.width(), out.row(y));
-        }
-        return out;
-    }
-    Bitmap<Float4> out(static_cast<int>(static_cast<float>(region.width()) / scale),
-                       static_cast<int>(static_cast<float>(region.height()) / scale));
-    for (int y = 0; y < out.height(); ++y) {
-        const int sy = std::min(static_cast<int>(static_cast<float>(y) * scale), region.height() - 1);
-        for (int x = 0; x < out.width(); ++x) {
-            const int sx = std::min(static_cast<int>(static_cast<float>(x) * scale), region.width() - 1);
-            out(x, y) = stored(offset.x + sx, offset.y + sy);
-        }
-    }
-    return out;
-}
 
 }  // namespace
 
@@ -107,7 +81,7 @@ std::optional<Bitmap<Float4>> DenoiseOperator::compute(const ElementInfo& elemen
     std::lock_guard lock(outputMutex_);
     const auto it = results_.find(element.name);
     if (it == results_.end()) return std::nullopt;
-    return sample(it->second, resultRegion_, region, scale);
+    return sampleRegion(it->second, resultRegion_, region, scale);
 }
 
 std::optional<Bitmap<float>> DenoiseOperator::computeMono(const ElementInfo&, const Bucket&, float, unsigned) {

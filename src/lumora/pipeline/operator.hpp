@@ -12,6 +12,7 @@
 //   pipeline that owns them outlives them all.
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -92,8 +93,9 @@ public:
     void setInfoCallback(TextCallback c) { info_ = std::move(c); }
     void setWarningCallback(TextCallback c) { warning_ = std::move(c); }
     void setErrorCallback(TextCallback c) { error_ = std::move(c); }
-    void setSilent(bool silent) { silent_ = silent; }
-    bool isSilent() const { return silent_; }
+    // Read by the operator's job thread while another thread may set it.
+    void setSilent(bool silent) { silent_.store(silent); }
+    bool isSilent() const { return silent_.load(); }
 
 protected:
     void reportProgressText(const std::string& text) const { call(progressText_, text); }
@@ -112,7 +114,7 @@ private:
         if (!silent_ && c) (*c)(text);
     }
 
-    bool silent_ = false;
+    std::atomic<bool> silent_{false};
     TextCallback progressText_, info_, warning_, error_;
     ValueCallback progressValue_;
     StepCallback step_;

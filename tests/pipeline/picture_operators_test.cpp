@@ -1,0 +1,150 @@
+// The last operators of the picture chain: sharpen/blur over regions, mono-to-colour and zoom.
+
+#include <gtest/gtest.h>
+
+#include "lumora/effects/sharpen_blur_filter.hpp"
+#include "lumora/pipeline/mono_to_color_operator.hpp"
+#include "lumora/pipeline/region_sampling.hpp"
+#include "lumora/pipeline/sharpen_blur_operator.hpp"
+#include "lumora/pipeline/zoom_operator.hpp"
+#include "lumora/settings/property_descriptor.hpp"
+#include "lumora/settings/settings.hpp"
+#include "pipeline/pipeline_test_support.hpp"
+
+namespace lumora {
+namespace {
+
+const ElementInfo kMain{"", ElementLayout::Rgba, 0};
+
+// Serves any part of a fixed picture at any scale.
+class PictureSource final : public IOperator {
+public:
+    explicit PictureSource(Bitmap<Float4> picture) : picture_(std::move(picture)) {}
+
+    std::int64_t getTimestamp() const override { return 1; }
+    std::vector<ElementInfo> getElements() const override { return {kMain}; }
+    Bucket getImageRect() const override { return getRegion(); }
+    Bucket getRegion() const override { return {{0, 0}, {picture_.width(), picture_.height()}}; }
+    std::optional<Bitmap<Float4>> compute(const ElementInfo&, const Bucket& region, float scale, unsigned) override {
+        lastScale = scale;
+        return sampleRegion(picture_, getRegion(), region, scale);
+    }
+    std::optional<Bitmap<float>> computeMono(const ElementInfo&, const Bucket&, float, unsigned) override {
+        return std::nullopt;
+    }
+
+    float lastScale = 0.f;
+
+private:
+    Bitmap<Float4> picture_;
+};
+
+Bitmap<Float4> pattern(int width, int height) {
+    Bitmap<Float4> picture(width, height);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            picture(x, y) = Float4(static_cast<float>((x * 7 + y * 3) % 10) * 0.2f, static_cast<float>(y % 3),
+                                   static_cast<float>(x % 4) * 0.5f, 1.f);
+        }
+    }
+    return picture;
+}
+
+void expectPixelsEqual(const Bitmap<Float4>& part, const Bitmap<Float4>& whole, Pixel offset, float tolerance) {
+    for (int y = 0; y < part.height(); ++y) {
+        for (int x = 0; x < part.width(); ++x) {
+            for (int c = 0; c < 4; ++c) {
+                ASSERT_NEAR(part(x, y)[c], whole(offset.x + x, offset.y + y)[c], tolerance)
+                    << "pixel " << offset.x + x << "," << offset.y + y << " lane " << c;
+            }
+        }
+    }
+}
+
+class SharpenBlurOperatorTest : public ::testing::Test {
+protected:
+    SharpenBlurOperatorTest() : source(pattern(70, 50)) {
+        settings.set(PropertyId::sharpeningBlurringEnable, Property(true));
+        settings.set(PropertyId::sharpeningAmount, Property(0.8f));
+        settings.set(PropertyId::sharpeningRadius, Property(5.f));
+        settings.set(PropertyId::blurringRadius, Property(6.f));
+        op.setDependency(0, &source);
+        op.setSettings(&settings);
+    }
+
+    PictureSource source;
+    Settings settings;
+    SharpenBlurOperator op;
+};
+
+TEST_F(SharpenBlurOperatorTest, ARegionComesOutAsThosePixelsOfTheWholeFilteredPicture) {
+    const auto whole = op.compute(kMain, source.getRegion(), 1.f, 0);
+    ASSERT_TRUE(whole);
+    SharpenBlurFilter filter;
+    filter.configure(true, 0.8f, 5.f, 6.f);
+    Bitmap<Float4> direct = pattern(70, 50);
+    filter.apply(0, direct, 1);
+    expectPixelsEqual(*whole, direct, {0, 0}, 0.f);
+    for (const Bucket region : {Bucket{{25, 18}, {47, 31}}, Bucket{{0, 0}, {9, 40}}, Bucket{{60, 3}, {70, 50}}}) {
+        const auto part = op.compute(kMain, region, 1.f, 0);
+        ASSERT_TRUE(part);
+        ASSERT_EQ(part->width(), region.width());
+        ASSERT_EQ(part->height(), region.height());
+        expectPixelsEqual(*part, *whole, region.min, 1e-5f);
+    }
+}
+
+TEST_F(SharpenBlurOperatorTest, DisabledFilterAndMarkedElementsPassThrough) {
+    const Bitmap<Float4> original = pattern(70, 50);
+    const Bucket region{{10, 10}, {30, 20}};
+    const auto marked = op.compute({"Z", ElementLayout::Rgb, ElementFlag::NoSharpenBlur}, region, 1.f, 0);
+    ASSERT_TRUE(marked);
+    expectPixelsEqual(*marked, original, region.min, 0.f);
+    settings.set(PropertyId::sharpeningBlurringEnable, Property(false));
+    const auto disabled = op.compute(kMain, region, 1.f, 0);
+    ASSERT_TRUE(disabled);
+    expectPixelsEqual(*disabled, original, region.min, 0.f);
+}
+
+TEST(MonoToColorOperator, CopiesTheValueIntoAllFourComponents) {
+    const Bucket rect{{0, 0}, {3, 2}};
+    test::FakeSource source(rect);
+    source.elements = {kMain, {"Mask", ElementLayout::Mono, ElementFlag::NoSharpenBlur}};
+    source.colour[""] = Bitmap<Float4>(3, 2, Float4(1.f, 2.f, 3.f, 4.f));
+    source.mono["Mask"] = Bitmap<float>(3, 2, 0.25f);
+    MonoToColorOperator op;
+    op.setDependency(0, &source);
+    EXPECT_EQ(op.getElements()[1].layout, ElementLayout::Rgb);
+    const auto mask = op.compute(source.elements[1], rect, 1.f, 0);
+    ASSERT_TRUE(mask);
+    for (int c = 0; c < 4; ++c) EXPECT_EQ((*mask)(2, 1)[c], 0.25f);
+    const auto colour = op.compute(kMain, rect, 1.f, 0);
+    ASSERT_TRUE(colour);
+    EXPECT_EQ((*colour)(0, 0).w(), 4.f);
+    EXPECT_FALSE(op.compute({"Other", ElementLayout::Mono, 0}, rect, 1.f, 0));
+}
+
+TEST(ZoomOperator, MagnifiesByWholeBlocksAndForwardsReductions) {
+    PictureSource source(pattern(5, 3));
+    ZoomOperator op;
+    op.setDependency(0, &source);
+    for (const auto& [scale, f] : {std::pair{0.25f, 4}, std::pair{0.3f, 3}}) {
+        const auto zoomed = op.compute(kMain, source.getRegion(), scale, 0);
+        ASSERT_TRUE(zoomed);
+        EXPECT_EQ(source.lastScale, 1.f);
+        ASSERT_EQ(zoomed->width(), 5 * f);
+        ASSERT_EQ(zoomed->height(), 3 * f);
+        for (int y = 0; y < zoomed->height(); ++y) {
+            for (int x = 0; x < zoomed->width(); ++x) {
+                ASSERT_EQ((*zoomed)(x, y).x(), pattern(5, 3)(x / f, y / f).x()) << scale << " " << x << "," << y;
+            }
+        }
+    }
+    const auto reduced = op.compute(kMain, source.getRegion(), 2.f, 0);
+    ASSERT_TRUE(reduced);
+    EXPECT_EQ(source.lastScale, 2.f);
+    EXPECT_EQ(reduced->width(), 2);
+}
+
+}  // namespace
+}  // namespace lumora
