@@ -5,9 +5,9 @@
 
 #include "lumora/denoise/create_denoiser.hpp"
 #include "lumora/denoise/denoising_mode.hpp"
+#include "lumora/foundation/region_sampling.hpp"
 #include "lumora/image/channel_image.hpp"
 #include "lumora/pipeline/error_logger.hpp"
-#include "lumora/pipeline/region_sampling.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 #include "lumora/settings/settings.hpp"
 
@@ -24,6 +24,24 @@ std::string missingElementMessage(const std::string& name) {
 }
 
 bool isColor(const ElementInfo& e) { return e.layout == ElementLayout::Rgb || e.layout == ElementLayout::Rgba; }
+
+// Point-samples a part of a stored bitmap by the region-sampling rule.
+std::optional<Bitmap<Float4>> sample(const Bitmap<Float4>& stored, const Bucket& storedRegion, const Bucket& region,
+                                     float scale) {
+    if (region.isEmpty() || !storedRegion.contains(region)) return std::nullopt;
+    const auto width = sampledExtent(region.width(), scale, SampledExtent::RoundDown);
+    const auto height = sampledExtent(region.height(), scale, SampledExtent::RoundDown);
+    if (!width || !height) return std::nullopt;
+    const Pixel offset = region.min - storedRegion.min;
+    const BitmapView<const Float4> source = stored.view().subview(Bucket{offset, offset + region.size()});
+    if (scale == 1.f) return Bitmap<Float4>::copyOf(source);
+    Bitmap<Float4> out(*width, *height);
+    for (int y = 0; y < out.height(); ++y) {
+        const Float4* row = source.row(sampledSource(y, scale, region.height()));
+        for (int x = 0; x < out.width(); ++x) out(x, y) = row[sampledSource(x, scale, region.width())];
+    }
+    return out;
+}
 
 }  // namespace
 
@@ -81,7 +99,7 @@ std::optional<Bitmap<Float4>> DenoiseOperator::compute(const ElementInfo& elemen
     std::lock_guard lock(outputMutex_);
     const auto it = results_.find(element.name);
     if (it == results_.end()) return std::nullopt;
-    return sampleRegion(it->second, resultRegion_, region, scale);
+    return sample(it->second, resultRegion_, region, scale);
 }
 
 std::optional<Bitmap<float>> DenoiseOperator::computeMono(const ElementInfo&, const Bucket&, float, unsigned) {
@@ -128,7 +146,7 @@ void DenoiseOperator::denoiseJob() {
         const auto it = std::ranges::find(loaded, name, &ElementInfo::name);
         return it != loaded.end() ? *it : ElementInfo{name, fallback, ElementFlag::Hidden};
     };
-    const Bucket region = first()->getRegion();
+    const Bucket region = wholeRegion(*first());
     const auto loadColor = [&](const std::string& name) {
         return first()->compute(loadedElement(name, ElementLayout::Rgb), region, 1.f, 0);
     };
