@@ -105,7 +105,7 @@ BloomGlareOperator::Layer BloomGlareOperator::computeLayer(const ElementInfo& el
             const auto main = std::ranges::find(elements, std::string(), &ElementInfo::name);
             source = main != elements.end() ? *main : ElementInfo{"", ElementLayout::Rgba, 0};
         }
-        const Bucket region = first()->getRegion();
+        const Bucket region = wholeRegion(*first());
         if (auto picture = first()->compute(source, region, 1.f, flags)) {
             reportProgressText("Bloom and Glare progress");
             reportProgress(0.f);

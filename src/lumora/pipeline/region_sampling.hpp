@@ -9,20 +9,21 @@
 
 #include "lumora/foundation/bitmap.hpp"
 #include "lumora/foundation/geometry.hpp"
+#include "lumora/foundation/region_sampling.hpp"
 
 namespace lumora {
 
 // The output size of a request, or nothing for an empty region or a scale that is not a positive
 // finite number.
 inline std::optional<Pixel> scaledSize(const Bucket& region, float scale) {
-    if (region.isEmpty() || !std::isfinite(scale) || !(scale > 0.f)) return std::nullopt;
-    const float w = static_cast<float>(region.width()) / scale;
-    const float h = static_cast<float>(region.height()) / scale;
-    if (!(w < 2147483520.f && h < 2147483520.f)) return std::nullopt;
-    return Pixel{static_cast<int>(w), static_cast<int>(h)};
+    if (region.isEmpty()) return std::nullopt;
+    const auto w = sampledExtent(region.width(), scale, SampledExtent::RoundDown);
+    const auto h = sampledExtent(region.height(), scale, SampledExtent::RoundDown);
+    if (!w || !h) return std::nullopt;
+    return Pixel{*w, *h};
 }
 
-// Output pixel (x, y) is the stored pixel at region.min - storedRegion.min + trunc((x, y) * scale);
+// Output pixel (x, y) is the stored pixel at region.min - storedRegion.min + the sampled offsets;
 // nothing when the region does not lie inside storedRegion.
 template <class T>
 std::optional<Bitmap<T>> sampleRegion(const Bitmap<T>& stored, const Bucket& storedRegion, const Bucket& region,
@@ -36,11 +37,8 @@ std::optional<Bitmap<T>> sampleRegion(const Bitmap<T>& stored, const Bucket& sto
         return out;
     }
     for (int y = 0; y < out.height(); ++y) {
-        const int sy = std::min(static_cast<int>(static_cast<float>(y) * scale), region.height() - 1);
-        for (int x = 0; x < out.width(); ++x) {
-            const int sx = std::min(static_cast<int>(static_cast<float>(x) * scale), region.width() - 1);
-            out(x, y) = stored(offset.x + sx, offset.y + sy);
-        }
+        const T* row = stored.row(offset.y + sampledSource(y, scale, region.height())) + offset.x;
+        for (int x = 0; x < out.width(); ++x) out(x, y) = row[sampledSource(x, scale, region.width())];
     }
     return out;
 }

@@ -36,7 +36,7 @@ std::optional<Bitmap<Float4>> SharpenBlurOperator::compute(const ElementInfo& el
     }
     // Reduced previews filter with the whole part of the scale as the divisor of the radii.
     const std::int32_t divisor = scale >= 2.f && scale < 65536.f ? static_cast<std::int32_t>(scale) : 1;
-    const Bucket available = first()->getRegion();
+    const Bucket available = wholeRegion(*first());
     const std::int32_t margin = filter.requiredMargin(available.size(), divisor);
     if (margin <= 0 || element.has(ElementFlag::NoSharpenBlur)) return first()->compute(element, region, scale, flags);
 
