@@ -164,7 +164,7 @@ TEST(LutFile, LookupInterpolatesExtrapolatesAndBlends) {
     EXPECT_FLOAT_EQ(quarter.apply(Float4(0.4f))[0], 0.25f * 0.8f + 0.75f * 0.4f);
 
     std::ostringstream swap;
-    swap << "LUT_3D_SIZE 2\nLUT_3D_INPUT_RANGE 0 2\n";
+    swap << "LUT_3D_INPUT_RANGE 0 2\nLUT_3D_SIZE 2\n";  // the range may come first
     for (int b = 0; b < 2; ++b) {
         for (int g = 0; g < 2; ++g) {
             for (int r = 0; r < 2; ++r) swap << b << " " << g << " " << r << "\n";

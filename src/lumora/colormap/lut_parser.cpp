@@ -69,10 +69,11 @@ struct CubeReader {
         table.emplace().size = size;
         return LutStatus::Success;
     }
-    static LutStatus range(std::optional<LutTable>& table, float lo, float hi) {
-        if (!table || !(lo < hi) || !std::isfinite(lo) || !std::isfinite(hi)) return LutStatus::BadFormat;
-        table->inputMin = lo;
-        table->inputMax = hi;
+    // Input ranges may come before or after their table's size; they are applied at the end.
+    std::array<float, 2> range1d{0.f, 1.f}, range3d{0.f, 1.f};
+    static LutStatus range(std::array<float, 2>& range, float lo, float hi) {
+        if (!(lo < hi) || !std::isfinite(lo) || !std::isfinite(hi)) return LutStatus::BadFormat;
+        range = {lo, hi};
         return LutStatus::Success;
     }
 
@@ -96,8 +97,8 @@ struct CubeReader {
         if (matches(text, "LUT_3D_SIZE %d", {&size})) return declare(tables.lut3d, size, kMaxLut3DSize);
         if (matches(text, "DOMAIN_MIN %r", {&colour})) return domainMin = colour, setDomain(), LutStatus::Success;
         if (matches(text, "DOMAIN_MAX %r", {&colour})) return domainMax = colour, setDomain(), LutStatus::Success;
-        if (matches(text, "LUT_1D_INPUT_RANGE %f %f", {&lo, &hi})) return range(tables.lut1d, lo, hi);
-        if (matches(text, "LUT_3D_INPUT_RANGE %f %f", {&lo, &hi})) return range(tables.lut3d, lo, hi);
+        if (matches(text, "LUT_1D_INPUT_RANGE %f %f", {&lo, &hi})) return range(range1d, lo, hi);
+        if (matches(text, "LUT_3D_INPUT_RANGE %f %f", {&lo, &hi})) return range(range3d, lo, hi);
         // A known keyword with a value that does not read, or an oversized number.
         for (const char* keyword : {"LUT_1D_SIZE %d", "LUT_3D_SIZE %d"}) {
             if (badValue(text, keyword, {&size})) return LutStatus::BadFormat;
@@ -139,7 +140,13 @@ LutParseResult parseCube(std::istream& in) {
         if (status != LutStatus::Success) return {status, {}};
     }
     if (in.bad() || !reader.complete()) return {LutStatus::BadFormat, {}};
-    return {LutStatus::Success, std::move(reader.tables)};
+    LutTables& tables = reader.tables;
+    const auto setRange = [](std::optional<LutTable>& table, const std::array<float, 2>& range) {
+        if (table) table->inputMin = range[0], table->inputMax = range[1];
+    };
+    setRange(tables.lut1d, reader.range1d);
+    setRange(tables.lut3d, reader.range3d);
+    return {LutStatus::Success, std::move(tables)};
 }
 
 // 3DL: an optional header line of input positions (four or more integers), then one integer
