@@ -24,8 +24,8 @@ constexpr float kLastBelowOne = 0.99999899f;
 
 // Position of v in a table of n entries per axis: index i and weight w per lane.
 struct Position {
-    alignas(16) int i[4];
-    Float4 w;
+    alignas(16) float i[4];
+    alignas(16) float w[4];
 };
 
 Position locate(const LutTable& table, Float4 v) {
@@ -34,23 +34,25 @@ Position locate(const LutTable& table, Float4 v) {
     const Float4 p = t * Float4(float(table.size - 1));
     const Float4 i = floor(p);
     Position pos;
-    for (int c = 0; c < 4; ++c) pos.i[c] = static_cast<int>(i[c]);
-    pos.w = p - i;
+    i.store(pos.i);
+    (p - i).store(pos.w);
     return pos;
 }
 
 Float4 regular1d(const LutTable& table, Float4 v) {
     const Position pos = locate(table, v);
     const Float4* e = table.entries.data();
-    const Float4 a(e[pos.i[0]][0], e[pos.i[1]][1], e[pos.i[2]][2], 0.f);
-    const Float4 b(e[pos.i[0] + 1][0], e[pos.i[1] + 1][1], e[pos.i[2] + 1][2], 0.f);
-    return a + pos.w * (b - a);
+    const auto at = [&](int c, int next) { return e[static_cast<std::ptrdiff_t>(pos.i[c]) + next][c]; };
+    const Float4 a(at(0, 0), at(1, 0), at(2, 0), 0.f);
+    const Float4 b(at(0, 1), at(1, 1), at(2, 1), 0.f);
+    return a + Float4::load(pos.w) * (b - a);
 }
 
 Float4 regular3d(const LutTable& table, Float4 v) {
     const Position pos = locate(table, v);
     const std::ptrdiff_t n = table.size;
-    const Float4* e = table.entries.data() + pos.i[0] + n * pos.i[1] + n * n * pos.i[2];
+    const Float4* e = table.entries.data() + static_cast<std::ptrdiff_t>(pos.i[0]) +
+                      n * static_cast<std::ptrdiff_t>(pos.i[1]) + n * n * static_cast<std::ptrdiff_t>(pos.i[2]);
     const Float4 wr(pos.w[0]), wg(pos.w[1]), wb(pos.w[2]);
     const auto lerp = [](Float4 a, Float4 b, Float4 w) { return a + w * (b - a); };
     const std::ptrdiff_t g = n, b = n * n;
