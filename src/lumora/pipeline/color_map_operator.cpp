@@ -34,8 +34,10 @@ std::optional<Bitmap<Float4>> ColorMapOperator<Mapping>::compute(const ElementIn
     // The vignette is placed in the full image: a region gives the pixels that the whole image
     // has there. A scaled request works in the scaled pixel grid, so sizes and the origin are
     // divided by the scale.
-    const Bucket image = getImageRect();
-    const Pixel offset = getRegion().min - image.min + region.min;
+    // A chain that knows no image rect (nothing loaded that has one) gets the picture's own.
+    const Bucket reported = getImageRect();
+    const Bucket image = reported.isEmpty() ? Bucket{Pixel::ZERO, region.max} : reported;
+    const Pixel offset = (reported.isEmpty() ? Pixel::ZERO : getRegion().min - image.min) + region.min;
     ColorMappingSettings snapshot = ColorMappingSettings::fromSettings(*settings_);
     snapshot.imageWidth = static_cast<float>(image.width()) / scale;
     snapshot.imageHeight = static_cast<float>(image.height()) / scale;
