@@ -44,10 +44,4 @@ std::uint64_t fingerprint(const std::string& text, const std::string& executable
     return utils::hash(neutral.data(), neutral.size());
 }
 
-std::string expectedErrorReport(const std::string& message) {
-    return "\nError: " + message +
-           "\n\nPlease read the help for the editor. The appropriate part of the help can be printed out by using "
-           "one of the --help, --list-properties, or --list-examples arguments.\n";
-}
-
 }  // namespace lumora::test

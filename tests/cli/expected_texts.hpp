@@ -9,7 +9,13 @@
 namespace lumora::test {
 
 std::string expectedBanner();
-std::string expectedErrorReport(const std::string& message);
+
+// What the editor prints on standard error for a message.
+inline std::string expectedErrorReport(const std::string& message) {
+    return "\nError: " + message +
+           "\n\nPlease read the help for the editor. The appropriate part of the help can be printed out by using "
+           "one of the --help, --list-properties, or --list-examples arguments.\n";
+}
 
 // The informational texts as printed in-process (they name the test program).
 std::string printedUsage();
