@@ -1,9 +1,5 @@
 #include "cli/expected_texts.hpp"
 
-#include <sstream>
-
-#include "cli/help.hpp"
-#include "cli/runtime.hpp"
 #include "lumora/foundation/hash.hpp"
 #include "lumora/foundation/text.hpp"
 
@@ -18,25 +14,6 @@ std::string expectedBanner() {
            "\n"
            "--\n"
            "\n";
-}
-
-std::string printedUsage() {
-    std::ostringstream messages, text;
-    const CommandLine::Runtime runtime(messages);
-    CommandLine::printUsage(text, runtime.getParser());
-    return text.str();
-}
-
-std::string printedExamples() {
-    std::ostringstream text;
-    CommandLine::printExamples(text);
-    return text.str();
-}
-
-std::string printedProperties() {
-    std::ostringstream text;
-    CommandLine::printProperties(text);
-    return text.str();
 }
 
 std::uint64_t fingerprint(const std::string& text, const std::string& executableName) {

@@ -17,11 +17,6 @@ inline std::string expectedErrorReport(const std::string& message) {
            "one of the --help, --list-properties, or --list-examples arguments.\n";
 }
 
-// The informational texts as printed in-process (they name the test program).
-std::string printedUsage();
-std::string printedExamples();
-std::string printedProperties();
-
 // Fingerprints of the exact texts of --help (after the banner), --list-examples and
 // --list-properties. A change of any character changes them; review the printed text before
 // pinning a new value.
@@ -30,7 +25,7 @@ inline constexpr std::uint64_t kExamplesFingerprint = 0xe3ff03c0a928dde6u;
 inline constexpr std::uint64_t kPropertiesFingerprint = 0xff0c0069d514ae66u;
 
 // FNV-1a 64 of the text with every occurrence of the executable's name replaced by "<editor>",
-// so the pins hold whatever the test program is called.
+// so the pins hold whatever the executable is called.
 std::uint64_t fingerprint(const std::string& text, const std::string& executableName);
 
 }  // namespace lumora::test

@@ -17,13 +17,6 @@ const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 bool isStop(const std::string& message) { return message.starts_with("STOP@") && message.ends_with(")"); }
 
-TEST(PropertyType, NamesFollowCodes) {
-    const std::vector<std::pair<std::int32_t, std::string>> cases = {
-        {107, "Int"}, {507, "String"}, {1107, "StringArray"}, {666, "[ERROR]"}, {108, "[ERROR]"}, {0, "[ERROR]"}};
-    for (const auto& [code, name] : cases) EXPECT_EQ(propertyTypeName(code), name) << code;
-    EXPECT_EQ(propertyTypeName(PropertyType::Empty), "[ERROR]");
-}
-
 TEST(Property, DefaultIsEmptyAndUnprintable) {
     const Property empty;
     EXPECT_EQ(empty.type(), PropertyType::Empty);
