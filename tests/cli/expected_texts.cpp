@@ -1,9 +1,5 @@
 #include "cli/expected_texts.hpp"
 
-#include <sstream>
-
-#include "cli/help.hpp"
-#include "cli/runtime.hpp"
 #include "lumora/foundation/hash.hpp"
 #include "lumora/foundation/text.hpp"
 
@@ -20,34 +16,9 @@ std::string expectedBanner() {
            "\n";
 }
 
-std::string printedUsage() {
-    std::ostringstream messages, text;
-    const CommandLine::Runtime runtime(messages);
-    CommandLine::printUsage(text, runtime.getParser());
-    return text.str();
-}
-
-std::string printedExamples() {
-    std::ostringstream text;
-    CommandLine::printExamples(text);
-    return text.str();
-}
-
-std::string printedProperties() {
-    std::ostringstream text;
-    CommandLine::printProperties(text);
-    return text.str();
-}
-
 std::uint64_t fingerprint(const std::string& text, const std::string& executableName) {
     const std::string neutral = text::replaceAll(text, executableName, "<editor>");
     return utils::hash(neutral.data(), neutral.size());
-}
-
-std::string expectedErrorReport(const std::string& message) {
-    return "\nError: " + message +
-           "\n\nPlease read the help for the editor. The appropriate part of the help can be printed out by using "
-           "one of the --help, --list-properties, or --list-examples arguments.\n";
 }
 
 }  // namespace lumora::test

@@ -1,39 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "cli/expected_texts.hpp"
 #include "cli/help.hpp"
 #include "cli/property_descriptions.hpp"
-#include "cli/runtime.hpp"
-#include "lumora/foundation/system.hpp"
-#include "lumora/foundation/text.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 
 namespace lumora {
 namespace {
-
-TEST(Printouts, UsageExamplesAndPropertiesAreTheExactPinnedTexts) {
-    const std::string name = utils::getExecutableFilePath().filename().string();
-    const std::string usage = test::printedUsage();
-    const std::string examples = test::printedExamples();
-    const std::string properties = test::printedProperties();
-    EXPECT_EQ(test::fingerprint(usage, name), test::kUsageFingerprint) << usage;
-    EXPECT_EQ(test::fingerprint(examples, name), test::kExamplesFingerprint) << examples;
-    EXPECT_EQ(test::fingerprint(properties, name), test::kPropertiesFingerprint) << properties;
-
-    // What a reader of a failure above would look for first.
-    EXPECT_TRUE(usage.starts_with("Usage (for some examples use --list-examples argument):\n\n    " + name +
-                                  " [arguments] <input image> [other input images] <output image>\n"));
-    EXPECT_TRUE(examples.starts_with("Example usage:\n"));
-    EXPECT_TRUE(examples.ends_with("\n\n"));
-    for (const char* property : {"colorMap.enabled", "denoise.filterType", "bloomGlare.streakCount"}) {
-        EXPECT_NE(properties.find(property), std::string::npos) << property;
-    }
-    for (const std::string& line : text::explode(usage + properties, "\n")) {
-        EXPECT_LE(line.size(), 10u + 68u) << line;  // descriptions are wrapped at 68 after the prefix
-    }
-}
 
 TEST(PropertyDescriptions, LookUpByIdAndFillThePlaceholders) {
     EXPECT_EQ(CommandLine::getPropertyDescription(PropertyId::bloomGlareStreakCount),

@@ -9,9 +9,9 @@
 #include <memory>
 #include <mutex>
 
-#include "lumora/denoise/create_denoiser.hpp"
 #include "lumora/pipeline/denoise_operator.hpp"
 #include "lumora/pipeline/load_operator.hpp"
+#include "lumora/settings/enums.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 #include "lumora/settings/settings.hpp"
 #include "sample_render/render.hpp"
@@ -121,24 +121,6 @@ TEST_F(FirefliesRender, RemovesOutliersAndLeavesEveryOtherPixelBitForBit) {
     // changed pixels improve as a group, not each one.
     EXPECT_LT(after, 0.95 * before);
     EXPECT_LT(outliersAfter, 0.5 * outliersBefore) << changed << " outliers";
-}
-
-TEST_F(FirefliesRender, CancelledRunReturnsNoImage) {
-    ASSERT_TRUE(load.wait());
-    DenoisingData data;
-    data.passes = *load.computeMono({names::weights, ElementLayout::Mono, ElementFlag::Hidden}, kRect, 1.f, 0);
-    auto denoiser = createDenoiser(DenoisingMode::Fireflies, nullptr, std::move(data));
-    ASSERT_TRUE(denoiser);
-    int reports = 0;
-    auto progress = std::make_shared<std::function<bool(float)>>([&reports](float fraction) {
-        ++reports;
-        return fraction >= 0.3f;
-    });
-    auto image = load.compute(kBeauty, kRect, 1.f, 0);
-    auto squares = load.compute({"SqrBeauty", ElementLayout::Rgb, ElementFlag::Hidden}, kRect, 1.f, 0);
-    ASSERT_TRUE(image && squares);
-    EXPECT_FALSE(denoiser->denoise(std::move(*image), std::move(*squares), RenderElement::Beauty, progress));
-    EXPECT_GT(reports, 0);
 }
 
 }  // namespace

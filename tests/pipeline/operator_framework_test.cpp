@@ -73,7 +73,7 @@ private:
     std::atomic<int> runs_{0};
 };
 
-TEST(AsyncOperator, RequestsThatArriveDuringARunMergeIntoOneFurtherRun) {
+TEST(AsyncOperator, RequestsThatArriveDuringARunMergeIntoOneFurtherRunAndStopEndsTheWait) {
     ProbeOperator probe;
     probe.holdFirstRun();
     probe.request();
@@ -84,6 +84,16 @@ TEST(AsyncOperator, RequestsThatArriveDuringARunMergeIntoOneFurtherRun) {
     EXPECT_TRUE(probe.wait());
     EXPECT_EQ(probe.runs(), 2);
     EXPECT_EQ(probe.name(), "Pipeline_Probe");
+
+    // A wait after a stop reports the stop.
+    ProbeOperator stopped;
+    stopped.holdFirstRun();
+    stopped.request();
+    stopped.awaitEntered();
+    stopped.request();
+    stopped.stop();
+    EXPECT_FALSE(stopped.wait());
+    stopped.release();
 }
 
 TEST(AsyncOperator, WaitCoversARunningJobSoItsErrorIsDeliveredFirst) {
@@ -110,17 +120,6 @@ TEST(AsyncOperator, EveryRequestAfterAFinishedRunRunsAgainAndSilenceMutesReports
     probe.wait();
     EXPECT_EQ(probe.runs(), 2);
     EXPECT_EQ(log.texts(), std::vector<std::string>{"run 1 failed"});
-}
-
-TEST(AsyncOperator, WaitAfterStopReportsTheStop) {
-    ProbeOperator probe;
-    probe.holdFirstRun();
-    probe.request();
-    probe.awaitEntered();
-    probe.request();
-    probe.stop();
-    EXPECT_FALSE(probe.wait());
-    probe.release();
 }
 
 TEST(ElementFilter, StarAcceptsEveryElementAndANameExactlyItsElement) {

@@ -31,22 +31,24 @@ std::vector<std::string> channelNames(const ChannelImage& image) {
     return result;
 }
 
-std::optional<Bitmap<Float4>> FakeSource::compute(const ElementInfo& element, const Bucket& region, float scale,
-                                                  unsigned) {
+template <class Picture>
+std::optional<Picture> FakeSource::serve(const std::map<std::string, Picture>& pictures, const ElementInfo& element,
+                                         const Bucket& region, float scale) {
     std::lock_guard lock(mutex_);
     ++calls_[element.name];
-    const auto it = colour.find(element.name);
-    if (it == colour.end() || region != rect || scale != 1.f) return std::nullopt;
+    const auto it = pictures.find(element.name);
+    if (it == pictures.end() || region != rect || scale != 1.f) return std::nullopt;
     return it->second;
+}
+
+std::optional<Bitmap<Float4>> FakeSource::compute(const ElementInfo& element, const Bucket& region, float scale,
+                                                  unsigned) {
+    return serve(colour, element, region, scale);
 }
 
 std::optional<Bitmap<float>> FakeSource::computeMono(const ElementInfo& element, const Bucket& region, float scale,
                                                      unsigned) {
-    std::lock_guard lock(mutex_);
-    ++calls_[element.name];
-    const auto it = mono.find(element.name);
-    if (it == mono.end() || region != rect || scale != 1.f) return std::nullopt;
-    return it->second;
+    return serve(mono, element, region, scale);
 }
 
 int FakeSource::calls(const std::string& name) const {

@@ -54,6 +54,10 @@ public:
     std::map<std::string, Bitmap<float>> mono;
 
 private:
+    template <class Picture>
+    std::optional<Picture> serve(const std::map<std::string, Picture>& pictures, const ElementInfo& element,
+                                 const Bucket& region, float scale);
+
     mutable std::mutex mutex_;
     std::map<std::string, int> calls_;
 };

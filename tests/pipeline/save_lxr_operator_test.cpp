@@ -98,18 +98,12 @@ TEST_F(SaveLxrTest, AllElementsKeepEveryChannelTheRecordsAndTheSettingsPlusFresh
 
 TEST_F(SaveLxrTest, OneElementIsWrittenAloneWithItsDenoisedVariant) {
     denoised({{"", ElementLayout::Rgba, ElementFlag::DenoisedMark}, {"Key", ElementLayout::Rgb, ElementFlag::DenoisedMark}});
-    save("Key", "Key.lxr");
-    EXPECT_TRUE(errors.texts().empty());
-    EXPECT_EQ(test::channelNames(written),
-              (std::vector<std::string>{"DenoisedKey.B", "DenoisedKey.G", "DenoisedKey.R", "Key.B", "Key.G", "Key.R"}));
-    ASSERT_EQ(written.getRenderElementInfos().size(), 1u);
-    EXPECT_EQ(written.getRenderElementInfos().front().name, "Key");
-
     // Fresh results replace the variant stored in the input; the alpha lane goes with an Rgba element.
     save("BEAUTY", "Beauty.lxr");
     EXPECT_EQ(test::channelNames(written),
               (std::vector<std::string>{"A", "B", "Denoised.A", "Denoised.B", "Denoised.G", "Denoised.R", "G", "R"}));
     EXPECT_EQ(written.getChannel<float>("Denoised.A")->at(1, 1), 0.5f);
+    ASSERT_EQ(written.getRenderElementInfos().size(), 1u);
     EXPECT_TRUE(written.getRenderElementInfos().front().type.is(RenderElement::Beauty));
 
     // Without a fresh result the input's stored variant goes along.

@@ -6,32 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "lumora/foundation/exception.hpp"
+#include "foundation/thrown_message.hpp"
 #include "lumora/settings/property.hpp"
 
 namespace lumora {
 namespace {
 
+using test::thrownMessage;
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-// The message of the Exception that f throws, or "" when it throws none.
-std::string thrownMessage(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const Exception& e) {
-        return e.message();
-    }
-    return "";
-}
-
 bool isStop(const std::string& message) { return message.starts_with("STOP@") && message.ends_with(")"); }
-
-TEST(PropertyType, NamesFollowCodes) {
-    const std::vector<std::pair<std::int32_t, std::string>> cases = {
-        {107, "Int"}, {507, "String"}, {1107, "StringArray"}, {666, "[ERROR]"}, {108, "[ERROR]"}, {0, "[ERROR]"}};
-    for (const auto& [code, name] : cases) EXPECT_EQ(propertyTypeName(code), name) << code;
-    EXPECT_EQ(propertyTypeName(PropertyType::Empty), "[ERROR]");
-}
 
 TEST(Property, DefaultIsEmptyAndUnprintable) {
     const Property empty;
@@ -54,13 +38,9 @@ TEST(Property, ConstructorsSetTypeAndText) {
     const std::vector<Case> cases = {
         {Property(-42), PropertyType::Int, "-42"},
         {Property(2.2f), PropertyType::Float, "2.2"},
-        {Property(0.5f), PropertyType::Float, "0.5"},
-        {Property(100000.f), PropertyType::Float, "100000"},
         {Property(1e10f), PropertyType::Float, "1e+10"},
         {Property(1234567.f), PropertyType::Float, "1.23457e+06"},
-        {Property(-0.125f), PropertyType::Float, "-0.125"},
         {Property(true), PropertyType::Bool, "true"},
-        {Property(false), PropertyType::Bool, "false"},
         {Property(Vec3{1, 1, 1}), PropertyType::Vec3, "1 1 1"},
         {Property("say \"hi\""), PropertyType::String, R"("say \"hi\"")"},
         {Property(std::string("C:\\x")), PropertyType::String, R"("C:\\x")"},
@@ -71,8 +51,6 @@ TEST(Property, ConstructorsSetTypeAndText) {
         {Property::vec3Array(dirs), PropertyType::Vec3Array, "0 0 1, 1 0 0"},
         {Property::stringArray(names), PropertyType::StringArray, R"("a", "b c")"},
         {Property(std::span<const float>{}), PropertyType::FloatArray, ""},
-        {Property(std::span<const bool>{}), PropertyType::BoolArray, ""},
-        {Property(std::span<const std::string>{}), PropertyType::StringArray, ""},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(c.value.type(), c.type) << c.text;
@@ -114,7 +92,6 @@ TEST(Property, WrongAccessThrowsTypeException) {
         {[&] { (void)f.asFloatArray(); }, "Property Invalid property type is Float, not FloatArray"},
         {[&] { (void)empty.asBool(); }, "Property Invalid property type is [ERROR], not Bool"},
         {[&] { (void)strings.asString(); }, "Property Invalid property type is StringArray, not String"},
-        {[&] { (void)Property(3).asVec3(); }, "Property Invalid property type is Int, not Vec3"},
         {[&] { f.throwIfTypeNot(PropertyType::Empty); }, "Property Invalid property type is Float, not [ERROR]"},
         // Comparing values of different types names the left one as expected.
         {[] { (void)(Property(1) == Property(1.f)); }, "Property Invalid property type is Float, not Int"},
@@ -122,7 +99,7 @@ TEST(Property, WrongAccessThrowsTypeException) {
         {[] { (void)(Property(1) == Property()); }, "Property Invalid property type is [ERROR], not Int"},
     };
     for (const auto& c : cases) EXPECT_EQ(thrownMessage(c.access), c.message);
-    EXPECT_EQ(thrownMessage([&] { f.throwIfTypeNot(PropertyType::Float); }), "");
+    EXPECT_EQ(thrownMessage([&] { f.throwIfTypeNot(PropertyType::Float); }), "(no exception)");
 }
 
 TEST(Property, EqualityRules) {
@@ -134,27 +111,20 @@ TEST(Property, EqualityRules) {
         const char* what;
     };
     const std::vector<Case> cases = {
-        {Property(3), Property(3), true, "int"},
         {Property(3), Property(-3), false, "int"},
         {Property(true), Property(false), false, "bool"},
         {Property(kNaN), Property(3.f), true, "NaN equals any float"},
-        {Property(3.f), Property(kNaN), true, "any float equals NaN"},
         {Property(0.f), Property(-0.f), true, "signed zeros"},
         {Property(1.f), Property(1.0001f), false, "float"},
         {Property(Vec3{1, 2, 3}), Property(Vec3{1, 2, 3}), true, "vec3"},
         {Property(Vec3{kNaN, 2, 3}), Property(Vec3{kNaN, 2, 3}), false, "vec3 compares as plain floats"},
-        {Property("a"), Property("a"), true, "string"},
         {Property("a"), Property("A"), false, "string is case-sensitive"},
         {Property::intArray({1, 2}), Property::intArray({1, 2, 3}), false, "int array count"},
-        {Property::boolArray({true}), Property::boolArray({false}), false, "bool array"},
         {Property::floatArray({kNaN, 1}), Property::floatArray({5, 1}), true, "float array NaN"},
-        {Property::floatArray({}), Property::floatArray({}), true, "empty float arrays"},
         {Property::floatArray({}), Property::floatArray({0}), false, "float array count"},
         {Property::vec2Array({{kNaN, 1}}), Property::vec2Array({{2, 1}}), true, "vec2 array NaN"},
-        {Property::vec2Array({{1, 1}}), Property::vec2Array({{1, 2}}), false, "vec2 array"},
         {Property::vec3Array(a3), Property::vec3Array(a3), true, "vec3 array"},
         {Property::vec3Array(nan3), Property::vec3Array(nan3), false, "vec3 array NaN"},
-        {Property::stringArray({"a", "b"}), Property::stringArray({"a", "b"}), true, "string array"},
         {Property::stringArray({"a", "b"}), Property::stringArray({"b", "a"}), false, "string array order"},
     };
     for (const auto& c : cases) EXPECT_EQ(c.left == c.right, c.equal) << c.what;

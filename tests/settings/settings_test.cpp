@@ -10,21 +10,14 @@
 #include <thread>
 #include <vector>
 
-#include "lumora/foundation/exception.hpp"
+#include "foundation/thrown_message.hpp"
 #include "lumora/foundation/system.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 
 namespace lumora {
 namespace {
 
-std::string validationMessage(const Settings& settings) {
-    try {
-        settings.validate();
-    } catch (const Exception& e) {
-        return e.what();
-    }
-    return "(valid)";
-}
+using test::thrownMessage;
 
 int storedCount(const Settings& settings) {
     int count = 0;
@@ -41,12 +34,7 @@ TEST(SettingsGet, ReadingStoresTheDefaultAndUnknownIdsThrow) {
     EXPECT_EQ(stored, std::vector<int>{PropertyId::systemNumThreads});
     EXPECT_EQ(settings.getNumWorkerThreads(), utils::getLogicalProcessorCount());
 
-    try {
-        settings.get(5);
-        FAIL() << "no exception";
-    } catch (const Exception& e) {
-        EXPECT_STREQ(e.what(), "Requested property id is not defined.");
-    }
+    EXPECT_EQ(thrownMessage([&] { settings.get(5); }), "Requested property id is not defined.");
     EXPECT_EQ(storedCount(settings), 1);
 }
 
@@ -83,20 +71,19 @@ TEST(SettingsSet, NotifiesOnlyRealChanges) {
     settings.set(PropertyId::colorMapGamma, Property(std::numeric_limits<float>::quiet_NaN()));
     EXPECT_TRUE(gamma.calls.empty());
     EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 5.f);
-}
 
-TEST(SettingsSet, DisabledOrRemovedListenersAreNotCalled) {
-    Settings settings;
-    NotificationCounter counter;
-    const int handle = settings.addListener(PropertyId::colorMapGamma, counter.listener());
+    // Disabled notification and removed listeners call nothing.
+    NotificationCounter removed;
+    const int handle = settings.addListener(PropertyId::colorMapGamma, removed.listener());
     settings.setNotificationEnabled(false);
     settings.set(PropertyId::colorMapGamma, Property(3.f));
     settings.setNotificationEnabled(true);
     settings.set(PropertyId::colorMapGamma, Property(4.f));
     settings.removeListener(handle);
-    settings.set(PropertyId::colorMapGamma, Property(5.f));
-    ASSERT_EQ(counter.calls.size(), 1u);
-    EXPECT_EQ(counter.calls[0].second.asFloat(), 4.f);
+    settings.set(PropertyId::colorMapGamma, Property(6.f));
+    ASSERT_EQ(removed.calls.size(), 1u);
+    EXPECT_EQ(removed.calls[0].second.asFloat(), 4.f);
+    EXPECT_EQ(gamma.calls.size(), 2u);
 }
 
 TEST(SettingsSet, ListenersMayReadTheContainer) {
@@ -174,12 +161,12 @@ TEST(SettingsValidate, ReportsTheFirstInvalidValueWithItsReason) {
           {PropertyId::denoiseSensitivity, Property(std::numeric_limits<float>::quiet_NaN())},
           {PropertyId::systemThreadPriority, Property(-1)},
           {149, Property("anything")}},
-         "(valid)"},
+         "(no exception)"},
     };
     for (const auto& [values, message] : cases) {
         Settings settings;
         for (const auto& [id, value] : values) settings.set(id, value);
-        EXPECT_EQ(validationMessage(settings), message);
+        EXPECT_EQ(thrownMessage([&] { settings.validate(); }), message);
         // validation clamps nothing
         settings.forEachStored([&](int id, const Property& stored) {
             EXPECT_TRUE(std::ranges::any_of(values, [&](const auto& v) {
