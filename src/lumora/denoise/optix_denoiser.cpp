@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <expected>
+#include <type_traits>
 #include <utility>
 
 #include "lumora/denoise/optix_api.hpp"
@@ -16,7 +17,8 @@ using namespace optix;
 
 namespace {
 
-static_assert(sizeof(Float4) == 4 * sizeof(float), "buffers hold four plain floats per pixel");
+static_assert(sizeof(Float4) == 4 * sizeof(float) && std::is_trivially_copyable_v<Float4>,
+              "pixels are copied to and from buffers of four plain floats");
 
 constexpr unsigned expectedVersion = 50102;
 
@@ -102,8 +104,8 @@ public:
     MappedBuffer(const MappedBuffer&) = delete;
     MappedBuffer& operator=(const MappedBuffer&) = delete;
 
-    // Row y of the buffer, after checking that it has the image's size.
-    Float4* row(int y) const { return static_cast<Float4*>(data_) + static_cast<std::size_t>(y) * width_; }
+    // Row y of the buffer, four floats a pixel.
+    float* row(int y) const { return static_cast<float*>(data_) + 4 * static_cast<std::size_t>(y) * width_; }
     void requireSize(const Bitmap<Float4>& image) const {
         if (width_ != static_cast<RTsize>(image.width()) || height_ != static_cast<RTsize>(image.height())) {
             throw Exception("An image of " + std::to_string(image.width()) + " x " + std::to_string(image.height()) +
@@ -170,7 +172,7 @@ struct OptixDenoiser::State {
         const MappedBuffer mapped(context, buffers[role], RT_BUFFER_MAP_READ);
         mapped.requireSize(image);
         copyRows(image.height(), [&](int y) {
-            std::memcpy(image.row(y), mapped.row(y), sizeof(Float4) * static_cast<std::size_t>(image.width()));
+            std::memcpy(static_cast<void*>(image.row(y)), mapped.row(y), sizeof(Float4) * static_cast<std::size_t>(image.width()));
         });
     }
 };

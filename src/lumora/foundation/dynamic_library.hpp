@@ -7,6 +7,12 @@
 
 namespace lumora {
 
+// Whether the dynamic loader could find a library of this bare file name: in a folder of
+// LD_LIBRARY_PATH, in the loader's cache or in its default folders. A cheap way to learn that a
+// library is absent, where the loader itself tries dozens of subfolders per folder; libraries
+// reachable only through an executable's RUNPATH or hardware-capability subfolders are not seen.
+bool dynamicLibraryFindable(const std::string& fileName);
+
 class DynamicLibrary {
 public:
     // Loads the shared object at path; a bare file name is searched for the way the dynamic

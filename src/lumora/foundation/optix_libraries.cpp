@@ -12,7 +12,10 @@ std::filesystem::path dataPath() {
 LibrarySet loadLibraries(const std::filesystem::path& folder) {
     LibrarySet set;
     for (const char* name : requiredLibraries) {
-        auto library = DynamicLibrary::open(folder.empty() ? std::filesystem::path(name) : folder / name);
+        // On the search path, an absent library is told cheaply before the loader searches.
+        auto library = folder.empty() ? (dynamicLibraryFindable(name) ? DynamicLibrary::open(name)
+                                                                      : std::unexpected(std::string("not found")))
+                                      : DynamicLibrary::open(folder / name);
         if (!library) {
             set.missing = name;
             break;
