@@ -71,7 +71,6 @@ TEST(CreateDenoiser, GivesTheDenoiserOfTheModeAndKeepsNoLogger) {
 
     const std::vector<std::pair<DenoisingMode, std::string>> missing{
         {DenoisingMode::Full, "The denoising mode \"Full\" is not available in this build yet."},
-        {DenoisingMode::NvidiaAiDenoiser, "The denoising mode \"NVIDIA AI denoiser\" is not available in this build yet."},
     };
     for (const auto& [mode, message] : missing) {
         try {

@@ -33,6 +33,9 @@ const fs::path& folder() {
     return path;
 }
 
+// The editor finds no GPU libraries, whatever this machine has.
+const bool noGpuLibraries = ::setenv("LUMORA_OPTIX_PATH", (folder() / "no_gpu_libraries").c_str(), 1) == 0;
+
 ChannelImage render(int width, int height, int passes, std::uint32_t seed, std::vector<std::string> settings = {},
                     bool denoisingData = true) {
     sample::RenderOptions options;
@@ -140,6 +143,7 @@ std::string caseName(const testing::TestParamInfo<FailureCase>& info) { return i
 class EditorFailure : public testing::TestWithParam<FailureCase> {};
 
 TEST_P(EditorFailure, IsReportedAsAWholeMessageWithStatusOneAndWritesNothing) {
+    ASSERT_TRUE(noGpuLibraries);
     const Outcome outcome = runEditor(GetParam().arguments);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
@@ -196,6 +200,12 @@ INSTANTIATE_TEST_SUITE_P(
                     "No part of the image has been rendered with at least 2 passes.", kNormalsSkipped},
         FailureCase{"NoWeightChannel", {"-s", kFireflies, "noweights.lxr", "out.lxr"},
                     "The image is missing \"LUMORA_FB_WEIGHTS\" render element.", kNormalsSkipped},
+        // No GPU libraries: the editor's runs below load them from an empty folder.
+        FailureCase{"AiDenoiserWithoutGpuLibraries",
+                    {"-s", "Int denoise.filterType = NVIDIA AI denoiser", "n1.lxr", "out.lxr"},
+                    "Unable to load required DLLs. Please follow the provided link for more information and "
+                    "suggestions on how to fix this issue.\nMissing DLL: liboptix.so.51",
+                    kNormalsSkipped},
         FailureCase{"NoDenoisableLightSelects", {"-s", kFireflies, "-e", "LightMix Interactive", "nodata.lxr", "out.lxr"},
                     "There are not selected any denoisable render elements to be denoised. You need to select some "
                     "first."}),

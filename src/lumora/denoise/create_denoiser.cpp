@@ -3,6 +3,7 @@
 #include <new>
 
 #include "lumora/denoise/hot_pixels_denoiser.hpp"
+#include "lumora/denoise/optix_denoiser.hpp"
 #include "lumora/foundation/exception.hpp"
 
 namespace lumora {
@@ -17,7 +18,7 @@ namespace {
 }  // namespace
 
 std::unique_ptr<IDenoiser> createDenoiser(DenoisingMode mode, std::shared_ptr<Logger> logger, DenoisingData data) {
-    logger.reset();  // only the GPU denoiser keeps a logger
+    std::shared_ptr<Logger> gpuLogger = std::move(logger);  // only the GPU denoiser keeps it
     switch (mode) {
         case DenoisingMode::None:
         case DenoisingMode::Gather:
@@ -29,8 +30,13 @@ std::unique_ptr<IDenoiser> createDenoiser(DenoisingMode mode, std::shared_ptr<Lo
                 return nullptr;
             }
         case DenoisingMode::Full:
-        case DenoisingMode::NvidiaAiDenoiser:
             notAvailable(mode);
+        case DenoisingMode::NvidiaAiDenoiser:
+            try {
+                return std::make_unique<OptixDenoiser>(std::move(gpuLogger), std::move(data));
+            } catch (const std::bad_alloc&) {
+                return nullptr;
+            }
     }
     LUMORA_STOP();
 }

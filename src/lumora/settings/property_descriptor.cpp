@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "lumora/foundation/hash.hpp"
+#include "lumora/foundation/optix_libraries.hpp"
 #include "lumora/foundation/system.hpp"
 #include "lumora/foundation/text.hpp"
 #include "lumora/settings/enums.hpp"
@@ -114,9 +115,8 @@ const Registry& registered() {
 }  // namespace
 
 bool aiDenoiserAvailable() {
-    // Answered by the GPU denoiser's availability test once that can run here; until then the
-    // denoiser is treated as absent, which only affects this default.
-    return false;
+    // Whether the vendor libraries load; the GPU itself is first touched when denoising.
+    return optix::processLibraries().complete();
 }
 
 void PropertyDescriptor::registerDescriptors(std::vector<PropertyDescriptor> hostDescriptors) {
