@@ -68,6 +68,8 @@ TEST_F(LoadOperatorTest, EveryFailureIsReportedAsAWholeMessageAndKeepsThePreviou
     files["noweights.lxr"] = makeImage(8, 4, {"R", "G", "B"});
     files["virtualmono.lxr"] = makeImage(8, 4, {"R", "G", "B", "Bloom and Glare Interactive"});
     files["first.lxr"] = makeImage(3, 3, {"R", "G", "B"});
+    files["torn.lxr"] = makeImage(8, 4, kRender);
+    files["torn.lxr"].channels()["Key.R"] = std::make_unique<Channel<float>>("Key.R", 8, 3);
     runLoad({}, {"first.lxr"});
     const auto firstTime = load.getElementsTimestamp();
     const std::string executable = utils::getExecutableFilePath().filename().string();
@@ -98,6 +100,10 @@ TEST_F(LoadOperatorTest, EveryFailureIsReportedAsAWholeMessageAndKeepsThePreviou
          "Render element \"Bloom and Glare Interactive\" is expected to be virtual and computed in real time. It shall "
          "not be physically stored."},
         {{}, {"a.lxr", "nothere.lxr"}, "Cannot open \"nothere.lxr\"."},
+        {{},
+         {"a.lxr", "a.lxr", "torn.lxr", "a.lxr"},
+         "Cannot operate with image file \"torn.lxr\". Channel \"Key.R\" of the image to be merged does not match "
+         "the size of its data window."},
     };
 
     setApplicationContext(std::make_shared<ApplicationContext>(ApplicationType::CommandLineInterface, ".", Palette{}));
