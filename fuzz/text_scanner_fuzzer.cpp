@@ -26,12 +26,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Vec3 v{};
         const scan::Target targets[] = {&i, &f, &s, &v, &i, &f, &s, &v};
         const std::string_view pattern = std::string_view(text).substr(0, newline);
+        // Patterns are the program's own constants, so only well-formed ones are tried: every '%'
+        // starts "%d", "%f", "%s", "%r" or "%%", and at most one conversion, an int (others count double), is asked for.
         std::size_t conversions = 0;
-        for (std::size_t k = 0; k + 1 < pattern.size(); ++k) {
-            if (pattern[k] == '%' && std::string_view("dfsr").find(pattern[k + 1]) != std::string_view::npos) ++conversions;
+        bool wellFormed = true;
+        for (std::size_t k = 0; k < pattern.size(); ++k) {
+            if (pattern[k] != '%') continue;
+            if (k + 1 == pattern.size() || std::string_view("dfsr%").find(pattern[k + 1]) == std::string_view::npos) {
+                wellFormed = false;
+                break;
+            }
+            if (pattern[++k] != '%') conversions += pattern[k] == 'd' ? 1 : 2;
         }
-        // Each conversion needs a target of its kind; patterns that the targets cannot serve are skipped.
-        if (conversions <= 1 && (conversions == 0 || pattern.find("%d") != std::string_view::npos)) {
+        if (wellFormed && conversions <= 1) {
             std::string error;
             (void)scan::match(std::string_view(text).substr(newline + 1), pattern, std::span(targets, 1), &error);
         }
