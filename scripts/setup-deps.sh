@@ -9,6 +9,11 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   ccache openimageio-tools
 )
+# The fuzzers need libFuzzer, and a clang whose concepts are complete enough for the standard
+# library's std::expected (clang 16 is the first in Debian 12).
+if [[ "${LUMORA_FUZZ:-0}" == "1" ]]; then
+  PACKAGES+=(clang-16 libclang-rt-16-dev)
+fi
 
 missing=()
 for p in "${PACKAGES[@]}"; do

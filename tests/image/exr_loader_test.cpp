@@ -198,7 +198,7 @@ TEST(ExrLoader, LoadsValidStructuresAndNamesWhatIsMissing) {
         SCOPED_TRACE(c.name);
         const fs::path path = folder / (std::string(c.name) + ".exr");
         writeRaw(path, Imf::Header(c.display, c.data), c.channels);
-        EXPECT_EQ(loadError(path), c.error.empty() ? "(loaded)" : c.error);
+        EXPECT_EQ(loadError(path), c.error.empty() ? "(loaded)" : cannotOperate(path, c.error));
     }
 }
 
@@ -227,6 +227,11 @@ TEST(ExrLoader, ReportsUnreadablePathsWithTheSystemReason) {
     const fs::path folder = testFolder();
     EXPECT_EQ(loadError(folder / "missing.exr"), cannotOperate(folder / "missing.exr", "No such file or directory."));
     EXPECT_EQ(loadError(folder), cannotOperate(folder, "Is a directory."));
+    // A path that the reason happens to contain is still named.
+    const fs::path here = fs::current_path();
+    fs::current_path(folder);
+    EXPECT_EQ(loadError("."), cannotOperate(".", "Is a directory."));
+    fs::current_path(here);
 }
 
 // ---- damaged files ----
@@ -321,15 +326,10 @@ TEST_F(ExrLoaderDamaged, DamagedOrUnsupportedHeadersGiveTheirMessage) {
     std::vector<char> hugeAttribute = bytes;
     const std::int32_t size = 1 << 30;
     std::memcpy(&hugeAttribute[dataWindowValue() - 4], &size, 4);
-    // The version field's flags: 0x800 marks deep data, 0x1000 several parts.
-    std::vector<char> deep = bytes, parts = bytes;
-    deep[5] = static_cast<char>(deep[5] | 0x08);
-    parts[5] = static_cast<char>(parts[5] | 0x10);
     struct Case {
         const char* what;
         std::vector<char> bytes;
         std::string reason;  // after the file's name
-        bool named = true;
     };
     const std::vector<Case> cases{
         {"terabytes of pixels", withWindow(0, 0, 999999, 999999), claimsMore},
@@ -337,15 +337,13 @@ TEST_F(ExrLoaderDamaged, DamagedOrUnsupportedHeadersGiveTheirMessage) {
         {"a width that overflows 32 bits", withWindow(-(1 << 30), 0, (1 << 30) - 1, 39), claimsMore},
         {"the largest window", withWindow(INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX), claimsMore},
         {"an attribute larger than the file", hugeAttribute, "File is damaged: its header is malformed."},
-        {"deep data", deep, "File stores deep pixel data, which cannot be read."},
-        {"several parts", parts, "File stores several image parts, which cannot be read."},
-        {"empty data window", withWindow(0, 0, -1, 39), kNoPixelData, false},
-        {"inverted data window", withWindow(5, 5, 39, 4), kNoPixelData, false},
+        {"empty data window", withWindow(0, 0, -1, 39), kNoPixelData},
+        {"inverted data window", withWindow(5, 5, 39, 4), kNoPixelData},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         const fs::path path = withBytes(c.bytes);
-        EXPECT_EQ(loadError(path), c.named ? cannotOperate(path, c.reason) : c.reason);
+        EXPECT_EQ(loadError(path), cannotOperate(path, c.reason));
     }
 }
 
@@ -355,7 +353,7 @@ TEST_F(ExrLoaderDamaged, ImagesLargerThanTheMemoryAreRefused) {
         GTEST_SKIP() << "this computer has the memory";
     }
     const fs::path path = withBytes(withWindow(0, 0, (1 << 20) - 1, (1 << 14) - 1));
-    fs::resize_file(path, std::uintmax_t{64} << 20);
+    fs::resize_file(path, std::uintmax_t{256} << 20);
     EXPECT_EQ(loadError(path), cannotOperate(path, "File stores an image too large for the memory of this computer: "
                                                    "1048576 x 16384 pixels in 3 channels need 196608 MiB."));
 }

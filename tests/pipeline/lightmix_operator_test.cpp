@@ -123,7 +123,7 @@ TEST_F(LightMixTest, OffersTheVirtualElementWithTheRecordsEffectsOnlyForVisibleN
 
 TEST_F(LightMixTest, MixSumsTheLayersTimesIntensityAndTintAndShortArraysLeaveLayersOnInWhite) {
     expectMixOf({{"Key", {1.f, 1.f, 1.f}}, {"Fill", {1.f, 1.f, 1.f}}, {"Rim", {1.f, 1.f, 1.f}}});
-    EXPECT_EQ((*computeMix())(3, 2).w(), 1.f);
+    EXPECT_EQ((*computeMix())(3, 2).w(), 0.f) << "the layers add colour only";
     struct Case {
         std::vector<bool> enabled;
         std::vector<float> intensities;
@@ -161,11 +161,11 @@ TEST_F(LightMixTest, LayersThatDoNotCountAreNeverComputed) {
     EXPECT_EQ(load.calls("Fill"), 0) << "intensity 0";
     EXPECT_EQ(load.calls("Rim"), 0) << "switched off";
 
-    // Nothing left to mix: black.
+    // Nothing left to mix: zeros, alpha included.
     settings.set(PropertyId::colorMapLightmixEnabledLayers, Property::boolArray({false, false, false}));
     const auto black = computeMix();
     ASSERT_TRUE(black.has_value());
-    EXPECT_EQ((*black)(0, 0).sum3(), 0.f);
+    EXPECT_EQ((*black)(0, 0).sum3() + (*black)(0, 0).w(), 0.f);
 }
 
 TEST_F(LightMixTest, MissingLayerMakesTheMixUnavailableAndOtherElementsPassThrough) {

@@ -80,6 +80,8 @@ TEST_F(LoadOperatorTest, EveryFailureIsReportedOnceAndKeepsThePreviousImage) {
     files["noweights.lxr"] = makeImage(8, 4, {"R", "G", "B"});
     files["virtualmono.lxr"] = makeImage(8, 4, {"R", "G", "B", "Bloom and Glare Interactive"});
     files["first.lxr"] = makeImage(3, 3, {"R", "G", "B"});
+    files["torn.lxr"] = makeImage(8, 4, kRender);
+    files["torn.lxr"].channels()["Key.R"] = std::make_unique<Channel<float>>("Key.R", 8, 3);
     runLoad({}, {"first.lxr"});
     const auto firstTime = load.getElementsTimestamp();
     const auto constant = WeightDescriptor::constant(1.f);
@@ -103,6 +105,14 @@ TEST_F(LoadOperatorTest, EveryFailureIsReportedOnceAndKeepsThePreviousImage) {
         EXPECT_EQ(load.getElementsTimestamp(), firstTime);
         EXPECT_EQ(load.getLoadedPaths(), std::vector<fs::path>{"first.lxr"});
     }
+
+    // A failure inside the merge names the input it comes from.
+    test::MessageLog torn;
+    load.setErrorCallback(torn.callback());
+    runLoad({}, {"a.lxr", "a.lxr", "torn.lxr", "a.lxr"});
+    EXPECT_EQ(torn.texts(), std::vector<std::string>{"Cannot operate with image file \"torn.lxr\". Channel \"Key.R\" of the "
+                                                     "image to be merged does not match the size of its data window."});
+    EXPECT_EQ(load.getLoadedPaths(), std::vector<fs::path>{"first.lxr"});
 
     // Outside the command-line editor the message has no hint about its arguments.
     load.setErrorCallback(errors.callback());

@@ -90,7 +90,9 @@ void addAttributes(Imf::Header& header, const ChannelImage& image) {
     for (const auto& [imageName, attribute] : image.attributes()) {
         const std::string name = toEightBit(imageName);
         // Keeps the windows, the fixed values and OpenEXR's own attributes the header already has.
-        if (header.find(name) == header.end()) {
+        // The part type read from a deep or tiled file describes that file's layout; this writer's
+        // file is always a flat scan-line one, so the type is never copied.
+        if (header.find(name) == header.end() && name != "type") {
             insertAttribute(header, name, *attribute);
         }
     }

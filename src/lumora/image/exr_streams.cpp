@@ -118,6 +118,15 @@ void ExrIStreamAdapter::seekg(std::uint64_t pos) {
 
 void ExrIStreamAdapter::clear() { std::clearerr(file_); }
 
+bool ExrMemoryIStream::read(char c[], int n) {
+    if (n < 0 || position_ > size_ || static_cast<std::uint64_t>(n) > size_ - position_) {
+        throw Iex::InputExc("Unexpected end of file.");
+    }
+    std::memcpy(c, data_ + position_, static_cast<std::size_t>(n));
+    position_ += static_cast<std::uint64_t>(n);
+    return true;
+}
+
 // ---- output ----
 
 ExrOStreamAdapter::ExrOStreamAdapter(const std::filesystem::path& target)

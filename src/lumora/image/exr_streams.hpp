@@ -50,6 +50,24 @@ private:
     std::uint64_t position_ = 0;
 };
 
+// A read-only view of bytes in memory as an OpenEXR input stream (tests and fuzzing); the bytes
+// must outlive the stream.
+class ExrMemoryIStream final : public Imf::IStream {
+public:
+    ExrMemoryIStream(const char* name, const char* data, std::uint64_t size)
+        : Imf::IStream(name), data_(data), size_(size) {}
+
+    // Reads exactly n bytes or throws ("Unexpected end of file.").
+    bool read(char c[], int n) override;
+    std::uint64_t tellg() override { return position_; }
+    void seekg(std::uint64_t pos) override { position_ = pos; }
+
+private:
+    const char* data_;
+    std::uint64_t size_;
+    std::uint64_t position_ = 0;
+};
+
 // A seekable binary output file that replaces its target only when committed: the bytes go to a
 // new file with a unique name in the target's folder, which commit() closes and renames over the
 // target. Destroyed without a commit, it removes that file, so a failed write leaves no partial

@@ -66,7 +66,7 @@ void addLayer(Bitmap<Float4>& output, const Bitmap<Float4>& layer, const Matrix3
                 in[x].store(p);
                 const Float4 mixed(m[0] * p[0] + m[1] * p[1] + m[2] * p[2], m[3] * p[0] + m[4] * p[1] + m[5] * p[2],
                                    m[6] * p[0] + m[7] * p[1] + m[8] * p[2], 0.f);
-                out[x] = first ? mixed + Float4(0.f, 0.f, 0.f, 1.f) : out[x] + mixed;
+                out[x] = first ? mixed : out[x] + mixed;
             }
         }
     };
@@ -160,9 +160,9 @@ std::optional<Bitmap<Float4>> LightMixOperator::computeMix(const Bucket& region,
         }
         addLayer(*output, *layer, layerMatrix(*multipliers[i]), isFirst);
     }
-    if (!output) {
-        output = Bitmap<Float4>(width, height, Float4(0.f, 0.f, 0.f, 1.f));
-    }
+    // The mix starts from a zero-filled RGBA bitmap and the layers add colour only, so its alpha
+    // stays 0; a picture of it takes its coverage from elsewhere (the beauty's alpha).
+    if (!output) output = Bitmap<Float4>(width, height);
     return output;
 }
 

@@ -305,7 +305,12 @@ ChannelImage LoadOperator::merge(const std::vector<WeightDescriptor>& weights,
         if (weights[i].isChannel() && !loaded->getChannel<float>(weights[i].getChannelName())) {
             throw Exception(missingWeightChannelMessage(paths[i], weights[i].getChannelName()));
         }
-        accumulator.add(std::move(*loaded), weights[i]);
+        try {
+            accumulator.add(std::move(*loaded), weights[i]);
+        } catch (const Exception& e) {
+            // In a merge of many inputs the accumulator's reason alone does not say which one failed.
+            throw Exception(nameImageFile(e.message(), paths[i]));
+        }
         reportStep();
     }
     return accumulator.finish();

@@ -91,7 +91,13 @@ std::string readFileBytes(const std::filesystem::path& path) {
     if (!file) {
         throw Exception("Cannot open the configuration file '" + path.generic_string() + "'.");
     }
-    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    std::string bytes;
+    try {
+        bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    } catch (const std::ios_base::failure&) {
+        // The standard library throws where the system refuses to read, a folder for example.
+        file.setstate(std::ios::badbit);
+    }
     if (file.bad()) {
         throw Exception("Cannot read the configuration file '" + path.generic_string() + "'.");
     }
