@@ -3,6 +3,7 @@
 #include <new>
 
 #include "lumora/denoise/hot_pixels_denoiser.hpp"
+#include "lumora/denoise/nlm_denoiser.hpp"
 #include "lumora/foundation/exception.hpp"
 
 namespace lumora {
@@ -29,6 +30,11 @@ std::unique_ptr<IDenoiser> createDenoiser(DenoisingMode mode, std::shared_ptr<Lo
                 return nullptr;
             }
         case DenoisingMode::Full:
+            try {
+                return std::make_unique<NlmDenoiser>(data);
+            } catch (const std::bad_alloc&) {
+                return nullptr;
+            }
         case DenoisingMode::NvidiaAiDenoiser:
             notAvailable(mode);
     }
