@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "lumora/denoise/debug_timer.hpp"
+#include "lumora/foundation/debug_timer.hpp"
 #include "lumora/denoise/nlm_filter.hpp"
 #include "lumora/denoise/nlm_outlier_removal.hpp"
 #include "lumora/denoise/nlm_pyramid.hpp"

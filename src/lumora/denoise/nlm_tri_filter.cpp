@@ -86,8 +86,8 @@ std::optional<TriCandidates> NlmTriFilter<Window, Patch>::run(BatchFilter& batch
                 // First-order change of the centre position's distance when u_p grows by 1 %.
                 const Float4 den = nlm::positionNormaliser(variance[p], variance[q], params_.terms);
                 const float change = (Float4(0.02f) * up * (up - uq) / den).luminance() / patchArea;
-                Float4 w = nlm::fastExp2(minusH * (Float4(distance) * strengths) * log2e);
-                Float4 wp = nlm::fastExp2(minusH * (Float4(distance + change) * strengths) * log2e);
+                Float4 w = exp2(minusH * (Float4(distance) * strengths) * log2e);
+                Float4 wp = exp2(minusH * (Float4(distance + change) * strengths) * log2e);
                 if (!features.empty()) {
                     const float exponent = nlm::featureExponent(
                         features, p, q, floorScale[std::size_t((dy + wr) * Window + dx + wr)]);

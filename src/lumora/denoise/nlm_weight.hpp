@@ -142,7 +142,7 @@ inline float featureExponent(std::span<const NlmFeature> features, std::ptrdiff_
         const Float4 den = max(f.floor * floorScale, f.gradient[p]);
         m = max(m, f.weight * num / den);
     }
-    return std::max(std::max(m.x(), m.y()), std::max(m.z(), m.w()));
+    return m.hmax();
 }
 
 inline float featureWeight(float exponent) { return fastExp2(-exponent * kLog2e); }
