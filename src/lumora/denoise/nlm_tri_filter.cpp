@@ -86,15 +86,15 @@ std::optional<TriCandidates> NlmTriFilter<Window, Patch>::run(BatchFilter& batch
                 // First-order change of the centre position's distance when u_p grows by 1 %.
                 const Float4 den = nlm::positionNormaliser(variance[p], variance[q], params_.terms);
                 const float change = (Float4(0.02f) * up * (up - uq) / den).luminance() / patchArea;
-                Float4 w = exp2(minusH * (Float4(distance) * strengths) * log2e);
-                Float4 wp = exp2(minusH * (Float4(distance + change) * strengths) * log2e);
-                if (!features.empty()) {
-                    const float exponent = nlm::featureExponent(
-                        features, p, q, floorScale[std::size_t((dy + wr) * Window + dx + wr)]);
-                    const Float4 wf(nlm::featureWeight(exponent));
-                    w = min(w, wf);
-                    wp = min(wp, wf);
-                }
+                // The feature weight exp(-M) rides in the unused fourth lane of the colour weights
+                // (M = -1 without active features, which never lowers a colour weight).
+                const float exponent =
+                    nlm::featureExponent(features, p, q, floorScale[std::size_t((dy + wr) * Window + dx + wr)]);
+                const Float4 e =
+                    exp2(minusH * (Float4(distance) * strengths) * log2e + Float4(0.f, 0.f, 0.f, -exponent) * log2e);
+                const Float4 wf = nlm::broadcast<3>(e);
+                const Float4 w = min(e, wf);
+                const Float4 wp = min(exp2(minusH * (Float4(distance + change) * strengths) * log2e), wf);
                 TriSums& s = sums[std::size_t(local)];
                 s.weight += w;
                 s.perturbedWeight += wp;
