@@ -23,7 +23,7 @@ namespace lumora::nlm {
 
 // Columns per tile: with the rows of a band, a tile's scratch and accumulators stay in the cache.
 inline constexpr int kTileWidth = 64;
-inline constexpr int kBandRows = 16;
+inline constexpr int kBandRows = 32;
 
 // Half-open rectangle of pixels.
 struct Tile {
