@@ -28,6 +28,8 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
     const Float4* values = image.data();
     const float h = params_.h;
     const float featureScale = params_.featureScale;
+    const Float4 minusH(-h);
+    const Float4 log2e(kLog2e);
 
     const bool done = batch.runBands(height, nlm::kBandRows, [&](int y0, int y1) {
         nlm::WindowScratch scratch;
@@ -38,14 +40,36 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
             const std::size_t count = std::size_t(tile.width()) * std::size_t(tile.height());
             sums.assign(count, Float4(0.f));
             weights.assign(count, 0.f);
-            nlm::forEachOffset<Window, Patch>(src, tile, scratch, [&](int x, int y, int local, int dx, int dy,
-                                                                       float distance) {
-                const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;
-                const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;
-                const float w = nlm::pairWeight(nlm::colourWeight(distance, h), features, p, q, featureScale);
-                weights[std::size_t(local)] += w;
-                sums[std::size_t(local)] += values[q] * w;
-            });
+            if (!features.empty()) {
+                nlm::forEachOffset<Window, Patch>(src, tile, scratch, [&](int x, int y, int local, int dx, int dy,
+                                                                           float distance) {
+                    const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;
+                    const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;
+                    const float w = nlm::pairWeight(nlm::colourWeight(distance, h), features, p, q, featureScale);
+                    weights[std::size_t(local)] += w;
+                    sums[std::size_t(local)] += values[q] * w;
+                });
+            } else {
+                // Colour weights alone: four pixels share one four-lane exponential.
+                nlm::forEachOffsetRow<Window, Patch>(src, tile, scratch, [&](int y, int lo, int hi, int dx, int dy,
+                                                                              const float* distance) {
+                    const std::ptrdiff_t shift = std::ptrdiff_t(dy) * width + dx;
+                    const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
+                    const std::size_t rowLocal = std::size_t(y - tile.y0) * std::size_t(tile.width());
+                    alignas(16) float w[4];
+                    for (int x = lo; x < hi; x += 4) {
+                        const int n = std::min(4, hi - x);
+                        alignas(16) float d[4] = {0.f, 0.f, 0.f, 0.f};
+                        std::copy_n(distance + (x - tile.x0), n, d);
+                        (exp2(minusH * Float4::load(d) * log2e)).store(w);
+                        for (int k = 0; k < n; ++k) {
+                            const std::size_t local = rowLocal + std::size_t(x + k - tile.x0);
+                            weights[local] += w[k];
+                            sums[local] += values[row + x + k + shift] * w[k];
+                        }
+                    }
+                });
+            }
             for (int y = tile.y0; y < tile.y1; ++y) {
                 for (int x = tile.x0; x < tile.x1; ++x) {
                     const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;

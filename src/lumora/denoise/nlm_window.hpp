@@ -45,13 +45,14 @@ struct PatchSource {
 struct WindowScratch {
     std::vector<Float4> positions;  // d(o) over the tile grown by the patch radius
     std::vector<Float4> rowSums;    // patch rows summed, tile width x grown height
+    std::vector<float> distances;   // D of one row of the tile
 };
 
-// Calls body(x, y, local, dx, dy, D) for every pixel (x, y) of the tile and every offset of the
-// Window x Window window (dy outer, dx inner, both ascending) whose neighbour is inside the image;
-// local = (y - tile.y0) * tile.width() + (x - tile.x0).
-template <int Window, int Patch, class Body>
-void forEachOffset(const PatchSource& src, const Tile& tile, WindowScratch& scratch, Body&& body) {
+// For every offset of the Window x Window window (dy outer, dx inner, both ascending) and every
+// row y of the tile: calls rowBody(y, lo, hi, dx, dy, D) where [lo, hi) are the pixels of the row
+// whose neighbour is inside the image and D[x - tile.x0] is the distance of pixel x.
+template <int Window, int Patch, class RowBody>
+void forEachOffsetRow(const PatchSource& src, const Tile& tile, WindowScratch& scratch, RowBody&& rowBody) {
     constexpr int wr = Window / 2;
     constexpr int pr = Patch / 2;
     const int tw = tile.width();
@@ -60,6 +61,7 @@ void forEachOffset(const PatchSource& src, const Tile& tile, WindowScratch& scra
     const int gh = th + 2 * pr;
     scratch.positions.resize(std::size_t(gw) * std::size_t(gh));
     scratch.rowSums.resize(std::size_t(tw) * std::size_t(gh));
+    scratch.distances.resize(std::size_t(tw));
     const std::ptrdiff_t stride = src.width;
     const Float4 zero(0.f);
 
@@ -101,16 +103,29 @@ void forEachOffset(const PatchSource& src, const Tile& tile, WindowScratch& scra
                 const int lo = std::max(tile.x0, -dx);
                 const int hi = std::min(tile.x1, src.width - dx);
                 const Float4* column = scratch.rowSums.data() + std::ptrdiff_t(j) * tw;
+                float* distance = scratch.distances.data();
                 for (int x = lo; x < hi; ++x) {
                     const int i = x - tile.x0;
                     Float4 sum = column[i];
                     for (int k = 1; k < Patch; ++k) sum += column[std::ptrdiff_t(k) * tw + i];
-                    const float distance = (sum * patchFactor<Patch>()).luminance();
-                    body(x, y, j * tw + i, dx, dy, distance);
+                    distance[i] = (sum * patchFactor<Patch>()).luminance();
                 }
+                rowBody(y, lo, hi, dx, dy, static_cast<const float*>(distance));
             }
         }
     }
+}
+
+// Calls body(x, y, local, dx, dy, D) for every pixel (x, y) of the tile and every offset of the
+// window whose neighbour is inside the image, in the order of forEachOffsetRow;
+// local = (y - tile.y0) * tile.width() + (x - tile.x0).
+template <int Window, int Patch, class Body>
+void forEachOffset(const PatchSource& src, const Tile& tile, WindowScratch& scratch, Body&& body) {
+    const int tw = tile.width();
+    forEachOffsetRow<Window, Patch>(src, tile, scratch, [&](int y, int lo, int hi, int dx, int dy, const float* d) {
+        const int rowLocal = (y - tile.y0) * tw - tile.x0;
+        for (int x = lo; x < hi; ++x) body(x, y, rowLocal + x, dx, dy, d[x - tile.x0]);
+    });
 }
 
 }  // namespace lumora::nlm
