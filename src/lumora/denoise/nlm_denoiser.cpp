@@ -132,7 +132,7 @@ std::optional<Bitmap<Float4>> NlmDenoiser::filterLevel(const Level& level, Bitma
         colour = std::move(*cleaned);
     }
 
-    if (debug::logEnabled()) debug::log("FILTERING LEVEL" + std::to_string(level.number));
+    if (debug::logEnabled()) debug::log("FILTERING LEVEL " + std::to_string(level.number));
     float strength[3];
     for (int i = 0; i < 3; ++i) {
         const float w = kCandidateWidths[i] * level.scale;
