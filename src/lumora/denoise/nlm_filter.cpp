@@ -59,9 +59,15 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
                     alignas(16) float w[4];
                     for (int x = lo; x < hi; x += 4) {
                         const int n = std::min(4, hi - x);
-                        alignas(16) float d[4] = {0.f, 0.f, 0.f, 0.f};
-                        std::copy_n(distance + (x - tile.x0), n, d);
-                        (exp2(minusH * Float4::load(d) * log2e)).store(w);
+                        Float4 d;
+                        if (n == 4) {
+                            d = Float4::load(distance + (x - tile.x0));
+                        } else {
+                            alignas(16) float tail[4] = {0.f, 0.f, 0.f, 0.f};
+                            std::copy_n(distance + (x - tile.x0), n, tail);
+                            d = Float4::load(tail);
+                        }
+                        (exp2(minusH * d * log2e)).store(w);
                         for (int k = 0; k < n; ++k) {
                             const std::size_t local = rowLocal + std::size_t(x + k - tile.x0);
                             weights[local] += w[k];
