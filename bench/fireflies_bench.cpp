@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "bench_noise.hpp"
 #include "lumora/denoise/hot_pixels_denoiser.hpp"
 #include "lumora/foundation/scheduler.hpp"
 
@@ -19,16 +20,8 @@ constexpr int height = 1080;
 constexpr float passes = 16.f;
 constexpr int fireflyCount = 400;
 
-std::uint32_t hash(std::uint32_t x) {
-    x ^= x >> 16;
-    x *= 0x7feb352du;
-    x ^= x >> 15;
-    x *= 0x846ca68bu;
-    x ^= x >> 16;
-    return x;
-}
-
-float noise(std::uint32_t seed) { return float(hash(seed) % 2001u) / 1000.f - 1.f; }
+using lumora::bench::hash;
+using lumora::bench::noise;
 
 struct Element {
     Bitmap<Float4> colour{width, height};

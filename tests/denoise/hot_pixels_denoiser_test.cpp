@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <vector>
 
@@ -119,23 +118,17 @@ SyntheticRender makeSpeckledRender() {
 TEST(HotPixelsDenoiser, ReportsProgressForwardAndStopsWhenCancelled) {
     for (const int cancelAfter : {5, 1000}) {
         SCOPED_TRACE(cancelAfter);
-        std::atomic<int> calls{0};
-        std::atomic<float> last{0.f};
-        std::atomic<bool> backwards{false};
-        auto progress = std::make_shared<std::function<bool(float)>>([&](float fraction) {
-            if (fraction < last.load() || fraction > 1.f) backwards = true;
-            last = fraction;
-            return ++calls > cancelAfter;
-        });
+        testing::ProgressProbe probe;
+        auto progress = probe.callback(cancelAfter);
         const auto result = runFireflies(makeSpeckledRender(), progress);
-        EXPECT_FALSE(backwards.load());
+        EXPECT_FALSE(probe.backwards.load());
         if (cancelAfter < 64) {
             // No partial image, and the remaining rows were skipped.
             EXPECT_FALSE(result.has_value());
-            EXPECT_LT(last.load(), 0.5f);
+            EXPECT_LT(probe.last.load(), 0.5f);
         } else {
             EXPECT_TRUE(result.has_value());
-            EXPECT_EQ(calls.load(), 64);  // one report per row
+            EXPECT_EQ(probe.calls.load(), 64);  // one report per row
         }
     }
 }

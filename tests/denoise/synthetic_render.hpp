@@ -3,11 +3,13 @@
 // noise, the squares a sampler of 16 passes would have stored, and fireflies made of one extreme
 // sample among them.
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
 
+#include "lumora/denoise/task_context.hpp"
 #include "lumora/foundation/bitmap.hpp"
 #include "lumora/foundation/float4.hpp"
 
@@ -48,6 +50,22 @@ inline SyntheticRender makeFlatRender(int width, int height) {
     }
     return r;
 }
+
+// A progress callback that notes whether the reports ever went backwards and answers "cancelled"
+// once it has been called more than cancelAfter times. Must outlive the run it watches.
+struct ProgressProbe {
+    std::atomic<int> calls{0};
+    std::atomic<float> last{0.f};
+    std::atomic<bool> backwards{false};
+
+    DenoiseProgress callback(int cancelAfter) {
+        return std::make_shared<std::function<bool(float)>>([this, cancelAfter](float fraction) {
+            if (fraction < last.load() || fraction > 1.f) backwards = true;
+            last = fraction;
+            return ++calls > cancelAfter;
+        });
+    }
+};
 
 inline bool sameBits(Float4 a, Float4 b) {
     alignas(16) float pa[4], pb[4];

@@ -61,6 +61,12 @@ const std::map<std::string, std::function<ChannelImage()>>& inputMakers() {
              image.channels().erase(names::weights);
              return image;
          }},
+        {"nonormals.lxr",
+         [] {
+             auto image = render(64, 36, 8, 10);
+             for (const char* c : {"R", "G", "B"}) image.channels().erase(std::string("VisibleNormals.") + c);
+             return image;
+         }},
         {"virtual.lxr",
          [] {
              auto image = render(64, 36, 8, 9);
@@ -271,6 +277,28 @@ TEST(EditorRun, DenoisingAllElementsWarnsAboutTheOnesWithoutDenoisingDataAndKeep
     EXPECT_EQ(normals.status, 0);
     EXPECT_EQ(normals.err, kNormalsSkipped);
     EXPECT_EQ(fileChannels("Normals.lxr"), (std::vector<std::string>{"Normals.B", "Normals.G", "Normals.R"}));
+}
+
+TEST(EditorRun, FullModeDenoisesAndWithoutARequiredFeatureSkipsEveryElement) {
+    const std::string full = "Int denoise.filterType = Full";
+    const Outcome beauty = runEditor({"-s", full, "-e", "BEAUTY", "n1.lxr", "Full.lxr"});
+    EXPECT_EQ(beauty.status, 0);
+    EXPECT_EQ(beauty.out + beauty.err, "");
+    EXPECT_EQ(sortedChannels(loadOutput("Full.lxr")),
+              (std::vector<std::string>{"A", "B", "Denoised.A", "Denoised.B", "Denoised.G", "Denoised.R", "G", "R"}));
+
+    const Outcome skipped = runEditor({"-s", full, "nonormals.lxr", "Skipped.lxr"});
+    EXPECT_EQ(skipped.status, 0);
+    std::string warnings;
+    for (const char* element : {"BEAUTY", "Fill", "Key", "Normals", "Spot"}) {
+        warnings += "Render element " + std::string(element) +
+                    " cannot be denoised (required auxiliary denoising data are not gathered for it). Skipping the "
+                    "element.\n";
+    }
+    EXPECT_EQ(skipped.err, warnings);
+    for (const std::string& channel : fileChannels("Skipped.lxr")) {
+        EXPECT_FALSE(channel.starts_with("Denoised")) << channel;
+    }
 }
 
 TEST(EditorRun, MergingNodesGivesTheWeightedMeanAndAMergedFileMergesAgain) {

@@ -46,4 +46,21 @@ std::optional<Bitmap<Float4>> BatchFilter::run(NlmFilterBase& filter, const Bitm
     return out;
 }
 
+bool BatchFilter::runBands(int height, int rows, const std::function<void(int, int)>& body) {
+    LUMORA_ASSERT(rows > 0);
+    const int bands = height > 0 ? (height + rows - 1) / rows : 0;
+    std::atomic<int> rowsDone{0};
+    const float rowFraction = height > 0 ? 1.f / float(height) : 0.f;
+    scheduler::parallelFor(0, bands, 1, [&](std::int64_t begin, std::int64_t end) {
+        for (std::int64_t band = begin; band < end; ++band) {
+            if (context_.report(float(rowsDone.load(std::memory_order_relaxed)) * rowFraction)) return;
+            const int y0 = int(band) * rows;
+            const int y1 = std::min(height, y0 + rows);
+            body(y0, y1);
+            rowsDone.fetch_add(y1 - y0, std::memory_order_relaxed);
+        }
+    });
+    return !context_.cancelled();
+}
+
 }  // namespace lumora

@@ -4,6 +4,7 @@
 // within the filter's support radius of an edge go through filterBorder, all others through
 // filterInterior; every output pixel is written exactly once.
 
+#include <functional>
 #include <optional>
 
 #include "lumora/denoise/nlm_filter_base.hpp"
@@ -23,6 +24,14 @@ public:
 
     // As above into a new image; no image when cancelled.
     std::optional<Bitmap<Float4>> run(NlmFilterBase& filter, const Bitmap<Float4>& image);
+
+    // Runs body(y0, y1) over the bands [y0, y1) of `rows` rows (the last one shorter) that cover
+    // [0, height), bands in parallel, with progress reported and cancellation checked before each
+    // band. Where the bands begin depends only on height and rows, never on the threads. Returns
+    // false when cancelled.
+    bool runBands(int height, int rows, const std::function<void(int, int)>& body);
+
+    TaskContext& context() { return context_; }
 
 private:
     TaskContext& context_;

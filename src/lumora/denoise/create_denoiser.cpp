@@ -3,19 +3,11 @@
 #include <new>
 
 #include "lumora/denoise/hot_pixels_denoiser.hpp"
+#include "lumora/denoise/nlm_denoiser.hpp"
 #include "lumora/denoise/optix_denoiser.hpp"
 #include "lumora/foundation/exception.hpp"
 
 namespace lumora {
-
-namespace {
-
-[[noreturn]] void notAvailable(DenoisingMode mode) {
-    throw Exception("The denoising mode \"" + Detail::valueToString(enumTable<DenoisingMode>(), int(mode)) +
-                    "\" is not available in this build yet.");
-}
-
-}  // namespace
 
 std::unique_ptr<IDenoiser> createDenoiser(DenoisingMode mode, std::shared_ptr<Logger> logger, DenoisingData data) {
     std::shared_ptr<Logger> gpuLogger = std::move(logger);  // only the GPU denoiser keeps it
@@ -30,7 +22,11 @@ std::unique_ptr<IDenoiser> createDenoiser(DenoisingMode mode, std::shared_ptr<Lo
                 return nullptr;
             }
         case DenoisingMode::Full:
-            notAvailable(mode);
+            try {
+                return std::make_unique<NlmDenoiser>(data);
+            } catch (const std::bad_alloc&) {
+                return nullptr;
+            }
         case DenoisingMode::NvidiaAiDenoiser:
             try {
                 return std::make_unique<OptixDenoiser>(std::move(gpuLogger), std::move(data));

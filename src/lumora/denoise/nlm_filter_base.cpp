@@ -18,9 +18,7 @@ NlmFilterBase::NlmFilterBase(const Bitmap<Float4>& colour, const Bitmap<Float4>&
 }
 
 bool NlmFilterBase::isCandidate(std::ptrdiff_t p) const {
-    const Float4 c = colour_[p];
-    if (c.x() == 0.f && c.y() == 0.f && c.z() == 0.f && c.w() == 0.f) return false;
-    return variance_[p].luminance() > 0.0001f * (c * c).luminance();
+    return isNlmCandidate(colour_[p], variance_[p]);
 }
 
 }  // namespace lumora

@@ -49,9 +49,7 @@ NlmOutlierRemoval::NlmOutlierRemoval(const Bitmap<Float4>& colour, const Bitmap<
 }
 
 float NlmOutlierRemoval::combine(float colourDistance, std::ptrdiff_t p, std::ptrdiff_t q) const {
-    const float w = nlm::colourWeight(colourDistance, h_);
-    if (!hasFeatures()) return w;
-    return std::min(w, nlm::featureWeight(nlm::featureExponent(features_, p, q, featureScale_)));
+    return nlm::pairWeight(nlm::colourWeight(colourDistance, h_), features_, p, q, featureScale_);
 }
 
 float NlmOutlierRemoval::weight(std::ptrdiff_t p, std::ptrdiff_t q) const {

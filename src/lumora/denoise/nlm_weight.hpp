@@ -57,6 +57,13 @@ struct PatchClip {
     }
 };
 
+// Whether a pixel is filtered at all: not black in all four lanes, and noisy enough relative to
+// its brightness.
+inline bool isNlmCandidate(Float4 colour, Float4 variance) {
+    if (colour.x() == 0.f && colour.y() == 0.f && colour.z() == 0.f && colour.w() == 0.f) return false;
+    return variance.luminance() > 0.0001f * (colour * colour).luminance();
+}
+
 namespace nlm {
 
 // 1 / N², as the single-precision constants the weights have always used.
@@ -76,12 +83,17 @@ struct ColourTerms {
     Float4 epsilon;
 };
 
-// d(o) for one patch position; the neighbour's variance is capped at 1000 times the centre's.
+// The normaliser of one patch position: the neighbour's variance is capped at 1000 times the
+// centre's.
+inline Float4 positionNormaliser(Float4 vp, Float4 vq, const ColourTerms& t) {
+    return t.epsilon + vp + min(vq, Float4(1000.f) * vp);
+}
+
+// d(o) for one patch position.
 inline Float4 positionDistance(Float4 ip, Float4 iq, Float4 vp, Float4 vq, const ColourTerms& t) {
     const Float4 diff = ip - iq;
     const Float4 num = diff * diff - t.k * (vp + min(vp, vq));
-    const Float4 den = t.epsilon + vp + min(vq, Float4(1000.f) * vp);
-    return max(num / den, Float4(0.f));
+    return max(num / positionNormaliser(vp, vq, t), Float4(0.f));
 }
 
 // D over a full patch; both patches must lie inside the image.
@@ -130,10 +142,17 @@ inline float featureExponent(std::span<const NlmFeature> features, std::ptrdiff_
         const Float4 den = max(f.floor * floorScale, f.gradient[p]);
         m = max(m, f.weight * num / den);
     }
-    return std::max(std::max(m.x(), m.y()), std::max(m.z(), m.w()));
+    return m.hmax();
 }
 
 inline float featureWeight(float exponent) { return fastExp2(-exponent * kLog2e); }
+
+// The weight of a pair: the colour weight, lowered by the feature weight when there are features.
+inline float pairWeight(float colour, std::span<const NlmFeature> features, std::ptrdiff_t p, std::ptrdiff_t q,
+                        float floorScale) {
+    if (features.empty()) return colour;
+    return std::min(colour, featureWeight(featureExponent(features, p, q, floorScale)));
+}
 
 }  // namespace nlm
 

@@ -26,12 +26,6 @@ Float4 pixelVariance(Float4 mean, Float4 squares, float passes) {
     return Float4::load(lanes);
 }
 
-int mirror(int i, int n) {
-    if (i < 0) i = -i;
-    if (i >= n) i = 2 * n - 2 - i;
-    return std::clamp(i, 0, n - 1);
-}
-
 }  // namespace
 
 Float4 computeSampleVariance(const Bitmap<Float4>& mean, Bitmap<Float4>& squares, const Bitmap<float>& passes) {
@@ -81,15 +75,15 @@ void convolveSeparable(Bitmap<Float4>& image, const std::array<float, 3>& taps) 
             const Float4* in = image.row(int(y));
             Float4* out = rows.row(int(y));
             for (int x = 0; x < width; ++x) {
-                out[x] = t0 * in[mirror(x - 1, width)] + t1 * in[x] + t2 * in[mirror(x + 1, width)];
+                out[x] = t0 * in[mirrorIndex(x - 1, width)] + t1 * in[x] + t2 * in[mirrorIndex(x + 1, width)];
             }
         }
     });
     scheduler::parallelFor(0, height, 1, [&](std::int64_t begin, std::int64_t end) {
         for (std::int64_t y = begin; y < end; ++y) {
-            const Float4* above = rows.row(mirror(int(y) - 1, height));
+            const Float4* above = rows.row(mirrorIndex(int(y) - 1, height));
             const Float4* centre = rows.row(int(y));
-            const Float4* below = rows.row(mirror(int(y) + 1, height));
+            const Float4* below = rows.row(mirrorIndex(int(y) + 1, height));
             Float4* out = image.row(int(y));
             for (int x = 0; x < width; ++x) out[x] = t0 * above[x] + t1 * centre[x] + t2 * below[x];
         }

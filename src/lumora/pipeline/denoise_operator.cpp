@@ -52,11 +52,28 @@ void DenoiseOperator::stop() {
     AsyncMixin<ProgressMixin<IOperator>>::stop();
 }
 
+bool DenoiseOperator::hasRequiredFeatures() const {
+    const auto mode = static_cast<DenoisingMode>(settings_->getInt(PropertyId::denoiseFilterType));
+    const DenoisingFlags flags = getDenoisingModeFlags(mode);
+    if (!flags.has(DenoisingFlag::Filter)) return true;
+    const std::vector<ElementInfo> loaded = imageInfo_->getElementInfos();
+    const auto present = [&](const std::string& name) { return std::ranges::find(loaded, name, &ElementInfo::name) != loaded.end(); };
+    for (const FeatureType type : getDenoisingFeatures(mode)) {
+        if (type == FeatureType::HairIds) continue;  // optional
+        const std::string name = getFeatureElementName(type);
+        if (!present(name)) return false;
+        if (flags.has(DenoisingFlag::FeatureVariance) && !present(squaredElementName(name))) return false;
+    }
+    return true;
+}
+
 std::vector<ElementInfo> DenoiseOperator::listLoaded(const IOperator::ElementFilter& filter, bool denoisable) const {
     if (!imageInfo_) return {};
+    // Without the features the mode needs, no element has its denoising data.
+    const bool features = hasRequiredFeatures();
     return listElements(*imageInfo_, [&](const ElementInfo& e) {
         return (!filter || (*filter)(e)) && isColor(e) && !e.has(ElementFlag::Hidden) &&
-               e.has(ElementFlag::DenoisingData) == denoisable;
+               (features && e.has(ElementFlag::DenoisingData)) == denoisable;
     });
 }
 

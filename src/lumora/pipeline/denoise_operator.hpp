@@ -30,7 +30,8 @@ public:
     ~DenoiseOperator() override;
 
     // Elements of the load's list that pass filter and can be denoised (visible colour elements
-    // with gathered denoising data), respectively those that cannot (no denoising data).
+    // with gathered denoising data, including the features the mode requires), respectively those
+    // that cannot.
     std::vector<ElementInfo> denoisableElements(const IOperator::ElementFilter& filter) const;
     std::vector<ElementInfo> undenoisableElements(const IOperator::ElementFilter& filter) const;
 
@@ -62,6 +63,9 @@ protected:
 private:
     void denoiseJob();
     std::vector<ElementInfo> listLoaded(const IOperator::ElementFilter& filter, bool denoisable) const;
+    // Whether the loaded image holds every feature the selected mode requires (HairIds is
+    // optional), with its squares where the mode needs them.
+    bool hasRequiredFeatures() const;
 
     std::atomic<bool> cancelled_{false};
 
