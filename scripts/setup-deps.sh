@@ -7,7 +7,7 @@ PACKAGES=(
   g++ cmake ninja-build pkg-config
   libopenexr-dev libimath-dev libopenimageio-dev libtbb-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  ccache openimageio-tools
+  ccache openimageio-tools libopenjp2-tools
 )
 
 missing=()

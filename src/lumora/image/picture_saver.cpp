@@ -23,6 +23,10 @@ namespace {
 // Rows per parallel task of the conversion.
 constexpr std::int64_t kRowGrain = 16;
 
+// OpenImageIO's JPEG 2000 writer encodes six resolution levels and silently writes a file
+// without image data when a side is shorter than 2^5 pixels.
+constexpr int kJpeg2000MinimumSide = 32;
+
 // [0, 1] to the integer steps, nearest step; NaN and everything below 0 give 0.
 template <class T, int Max>
 T quantize(float v) {
@@ -145,6 +149,14 @@ std::expected<bool, std::string> saveImage(const std::filesystem::path& path, co
     if (const auto refused = checkWritableFormat(path, format)) return std::unexpected(*refused);
     if (!format) format = getImageFormatFromFileName(path);
     const ImageFormatTraits& traits = imageFormatTraits(*format);
+    if (*format == ImageFormat::Jp2 &&
+        (picture.pixels.width() < kJpeg2000MinimumSide || picture.pixels.height() < kJpeg2000MinimumSide)) {
+        return std::unexpected(rewriteExrErrorMessage(
+            "JPEG 2000 pictures must be at least " + std::to_string(kJpeg2000MinimumSide) + " pixels wide and high, " +
+                "this one is " + std::to_string(picture.pixels.width()) + " x " +
+                std::to_string(picture.pixels.height()) + ".",
+            path));
+    }
 
     try {
         const int channels = picture.alpha && traits.alpha ? 4 : 3;
@@ -152,7 +164,12 @@ std::expected<bool, std::string> saveImage(const std::filesystem::path& path, co
             convertPicture(chooseSampleType(*format, settings.pixelFormat), picture.pixels, channels);
 
         OIIO::ImageSpec spec(picture.pixels.width(), picture.pixels.height(), channels, samples.type);
-        if (channels == 4) spec.alpha_channel = 3;
+        if (channels == 4) {
+            spec.alpha_channel = 3;
+            // The values are written as they are: the writers must not divide colour by alpha
+            // (a single-channel element keeps its value in every channel).
+            spec.attribute("oiio:UnassociatedAlpha", 1);
+        }
         if (settings.writeMetadata) {
             spec.attribute("Software", "Lumora Image Editor " LUMORA_VERSION);
             // Integer files hold display-referred values; float files and raw data stay untagged.
