@@ -189,7 +189,7 @@ TEST(BlendDenoised, MixesFiniteDenoisedColoursByTheBlendAmountAndKeepsAlpha) {
     for (const Case& c : {Case{0.f, original(0, 0)}, Case{1.f, Float4(0.6f, 0.8f, 1.0f, 0.5f)},
                           Case{0.25f, Float4(0.3f, 0.5f, 0.7f, 0.5f)}}) {
         settings.set(PropertyId::denoiseBlendAmount, Property(c.amount));
-        const auto result = blend.compute(beauty, load.getRegion(), 1.f, IOperator::ComputeUpdate);
+        const auto result = blend.compute(beauty, wholeRegion(load), 1.f, IOperator::ComputeUpdate);
         ASSERT_TRUE(result.has_value());
         for (int lane = 0; lane < 4; ++lane) {
             EXPECT_NEAR((*result)(0, 0)[lane], c.first[lane], 1e-6f) << "amount " << c.amount << " lane " << lane;
@@ -201,7 +201,7 @@ TEST(BlendDenoised, MixesFiniteDenoisedColoursByTheBlendAmountAndKeepsAlpha) {
     // No denoised picture: the original passes through.
     denoise.colour.clear();
     settings.set(PropertyId::denoiseBlendAmount, Property(1.f));
-    const auto passed = blend.compute(beauty, load.getRegion(), 1.f, 0);
+    const auto passed = blend.compute(beauty, wholeRegion(load), 1.f, 0);
     ASSERT_TRUE(passed.has_value());
     EXPECT_EQ((*passed)(0, 0).z(), 0.6f);
 }

@@ -8,7 +8,7 @@
 
 #include "lumora/image/channel_image.hpp"
 #include "lumora/pipeline/lightmix_operator.hpp"
-#include "lumora/pipeline/wide_gamut.hpp"
+#include "lumora/foundation/color_space.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 #include "lumora/settings/settings.hpp"
 #include "pipeline/pipeline_test_support.hpp"

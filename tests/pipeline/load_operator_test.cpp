@@ -62,6 +62,20 @@ TEST_F(LoadOperatorTest, ASingleInputIsLoadedWithoutNeedingAWeightChannel) {
     EXPECT_EQ(load.getSuggestedOutput(), fs::path("render_Post.lxr"));
 }
 
+TEST_F(LoadOperatorTest, ARegionRenderTellsTheFullImageFromTheRegionAndComputesRelativeToIt) {
+    ChannelImage image = makeImage(3, 2, {"R", "G", "B"}, [](std::size_t, int x, int y) { return float(10 * y + x); });
+    image.setAttribute<Bucket>(names::displayWindow, Bucket{{0, 0}, {8, 6}});
+    image.setAttribute<Bucket>(names::dataWindow, Bucket{{4, 3}, {7, 5}});
+    files["region.lxr"] = image;
+    runLoad({}, {"region.lxr"});
+    EXPECT_EQ(load.getImageRect(), (Bucket{{0, 0}, {8, 6}}));
+    EXPECT_EQ(load.getRegion(), (Bucket{{4, 3}, {7, 5}}));
+    EXPECT_EQ(wholeRegion(load), (Bucket{{0, 0}, {3, 2}}));
+    const auto pixels = load.compute({"", ElementLayout::Rgb, 0}, wholeRegion(load), 1.f, 0);
+    ASSERT_TRUE(pixels);
+    EXPECT_EQ((*pixels)(2, 1)[0], 12.f);
+}
+
 TEST_F(LoadOperatorTest, EveryFailureIsReportedAsAWholeMessageAndKeepsThePreviousImage) {
     files["a.lxr"] = makeImage(8, 4, kRender);
     files["big.lxr"] = makeImage(9, 4, kRender);

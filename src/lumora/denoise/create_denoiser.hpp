@@ -5,7 +5,7 @@
 
 #include "lumora/denoise/denoiser.hpp"
 #include "lumora/denoise/denoising_data.hpp"
-#include "lumora/denoise/logger.hpp"
+#include "lumora/foundation/logger.hpp"
 #include "lumora/settings/enums.hpp"
 
 namespace lumora {

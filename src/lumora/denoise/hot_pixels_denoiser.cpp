@@ -1,7 +1,7 @@
 #include "lumora/denoise/hot_pixels_denoiser.hpp"
 
 #include "lumora/denoise/batch_filter.hpp"
-#include "lumora/denoise/debug_timer.hpp"
+#include "lumora/foundation/debug_timer.hpp"
 #include "lumora/denoise/nlm_outlier_removal.hpp"
 #include "lumora/denoise/sample_variance.hpp"
 #include "lumora/foundation/exception.hpp"

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "lumora/foundation/region_sampling.hpp"
 #include "lumora/image/channel_image.hpp"
 
 namespace lumora {
@@ -17,25 +18,16 @@ bool covers(const Channel<float>* channel, const Bucket& region) {
            channel->data.size() == static_cast<std::size_t>(channel->width) * static_cast<std::size_t>(channel->height);
 }
 
-// ceil(extent / scale) computed in float; nothing when it does not fit an int.
-std::optional<int> scaledExtent(int extent, float scale) {
-    const float size = std::ceil(static_cast<float>(extent) / scale);
-    if (!(size >= 0.f) || size >= static_cast<float>(std::numeric_limits<int>::max())) {
-        return std::nullopt;
-    }
-    return static_cast<int>(size);
-}
-
 // read(x, y) returns the pixel at channel coordinates; every coordinate it gets lies in region.
 template <class T, class Read>
 Bitmap<T> sampleRegion(const Bucket& region, float scale, Read read) {
-    if (region.isEmpty() || !std::isfinite(scale) || !(scale > 0.f)) {
+    if (region.isEmpty()) {
         return {};
     }
     const int rw = region.width();
     const int rh = region.height();
-    const auto outWidth = scaledExtent(rw, scale);
-    const auto outHeight = scaledExtent(rh, scale);
+    const auto outWidth = sampledExtent(rw, scale, SampledExtent::RoundUp);
+    const auto outHeight = sampledExtent(rh, scale, SampledExtent::RoundUp);
     if (!outWidth || !outHeight) {
         return {};
     }
@@ -49,12 +41,11 @@ Bitmap<T> sampleRegion(const Bucket& region, float scale, Read read) {
             }
         }
     } else if (scale > 1.f) {
-        // x < ceil(rw / q) keeps x * q below rw; the clamp only guards float rounding.
         for (int y = 0; y < out.height(); ++y) {
-            const int sy = std::min(static_cast<int>(static_cast<float>(y) * scale), rh - 1);
+            const int sy = sampledSource(y, scale, rh);
             T* row = out.row(y);
             for (int x = 0; x < out.width(); ++x) {
-                const int sx = std::min(static_cast<int>(static_cast<float>(x) * scale), rw - 1);
+                const int sx = sampledSource(x, scale, rw);
                 row[x] = read(region.min.x + sx, region.min.y + sy);
             }
         }

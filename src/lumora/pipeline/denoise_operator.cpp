@@ -5,6 +5,7 @@
 
 #include "lumora/denoise/create_denoiser.hpp"
 #include "lumora/denoise/denoising_mode.hpp"
+#include "lumora/foundation/region_sampling.hpp"
 #include "lumora/image/channel_image.hpp"
 #include "lumora/pipeline/error_logger.hpp"
 #include "lumora/settings/property_descriptor.hpp"
@@ -24,29 +25,20 @@ std::string missingElementMessage(const std::string& name) {
 
 bool isColor(const ElementInfo& e) { return e.layout == ElementLayout::Rgb || e.layout == ElementLayout::Rgba; }
 
-// Point-samples a part of a stored bitmap: output pixel (x, y) is the stored pixel at
-// offset + trunc((x, y) * scale).
+// Point-samples a part of a stored bitmap by the region-sampling rule.
 std::optional<Bitmap<Float4>> sample(const Bitmap<Float4>& stored, const Bucket& storedRegion, const Bucket& region,
                                      float scale) {
-    if (region.isEmpty() || !storedRegion.contains(region) || !std::isfinite(scale) || !(scale > 0.f)) {
-        return std::nullopt;
-    }
+    if (region.isEmpty() || !storedRegion.contains(region)) return std::nullopt;
+    const auto width = sampledExtent(region.width(), scale, SampledExtent::RoundDown);
+    const auto height = sampledExtent(region.height(), scale, SampledExtent::RoundDown);
+    if (!width || !height) return std::nullopt;
     const Pixel offset = region.min - storedRegion.min;
-    if (scale == 1.f) {
-        Bitmap<Float4> out(region.width(), region.height());
-        for (int y = 0; y < out.height(); ++y) {
-            std::copy_n(stored.row(offset.y + y) + offset.x, out.width(), out.row(y));
-        }
-        return out;
-    }
-    Bitmap<Float4> out(static_cast<int>(static_cast<float>(region.width()) / scale),
-                       static_cast<int>(static_cast<float>(region.height()) / scale));
+    const BitmapView<const Float4> source = stored.view().subview(Bucket{offset, offset + region.size()});
+    if (scale == 1.f) return Bitmap<Float4>::copyOf(source);
+    Bitmap<Float4> out(*width, *height);
     for (int y = 0; y < out.height(); ++y) {
-        const int sy = std::min(static_cast<int>(static_cast<float>(y) * scale), region.height() - 1);
-        for (int x = 0; x < out.width(); ++x) {
-            const int sx = std::min(static_cast<int>(static_cast<float>(x) * scale), region.width() - 1);
-            out(x, y) = stored(offset.x + sx, offset.y + sy);
-        }
+        const Float4* row = source.row(sampledSource(y, scale, region.height()));
+        for (int x = 0; x < out.width(); ++x) out(x, y) = row[sampledSource(x, scale, region.width())];
     }
     return out;
 }
@@ -154,7 +146,7 @@ void DenoiseOperator::denoiseJob() {
         const auto it = std::ranges::find(loaded, name, &ElementInfo::name);
         return it != loaded.end() ? *it : ElementInfo{name, fallback, ElementFlag::Hidden};
     };
-    const Bucket region = first()->getRegion();
+    const Bucket region = wholeRegion(*first());
     const auto loadColor = [&](const std::string& name) {
         return first()->compute(loadedElement(name, ElementLayout::Rgb), region, 1.f, 0);
     };

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "lumora/denoise/logger.hpp"
+#include "lumora/foundation/logger.hpp"
 
 namespace lumora {
 

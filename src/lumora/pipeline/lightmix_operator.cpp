@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "lumora/foundation/scheduler.hpp"
-#include "lumora/pipeline/wide_gamut.hpp"
+#include "lumora/foundation/color_space.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 #include "lumora/settings/settings.hpp"
 

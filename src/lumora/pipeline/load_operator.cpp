@@ -7,6 +7,7 @@
 
 #include "lumora/foundation/application_context.hpp"
 #include "lumora/foundation/exception.hpp"
+#include "lumora/foundation/region_sampling.hpp"
 #include "lumora/foundation/scheduler.hpp"
 #include "lumora/foundation/system.hpp"
 #include "lumora/image/accumulator.hpp"
@@ -54,7 +55,7 @@ std::filesystem::path suggestOutput(const std::filesystem::path& input) {
     return base + "_Post." + extension;
 }
 
-// Which source pixel each output pixel of a scaled region takes: point sampling, trunc(x * scale).
+// Which source pixel each output pixel of a scaled region takes.
 struct Sampling {
     std::vector<int> columns;
     std::vector<int> rows;
@@ -64,12 +65,9 @@ std::optional<Sampling> makeSampling(const Bucket& region, float scale, Pixel im
     if (region.isEmpty() || !(scale > 0.f) || !std::isfinite(scale)) return std::nullopt;
     if (!Bucket{Pixel::ZERO, imageSize}.contains(region)) return std::nullopt;
     const auto axis = [scale](int first, int length) {
-        const int count = static_cast<int>(static_cast<float>(length) / scale);
-        std::vector<int> sources(static_cast<std::size_t>(std::max(count, 0)));
-        for (int i = 0; i < count; ++i) {
-            const int offset = static_cast<int>(static_cast<double>(i) * static_cast<double>(scale));
-            sources[static_cast<std::size_t>(i)] = first + std::min(offset, length - 1);
-        }
+        const int count = sampledExtent(length, scale, SampledExtent::RoundDown).value_or(0);
+        std::vector<int> sources(static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i) sources[static_cast<std::size_t>(i)] = first + sampledSource(i, scale, length);
         return sources;
     };
     Sampling sampling{axis(region.min.x, region.width()), axis(region.min.y, region.height())};
@@ -159,11 +157,16 @@ std::filesystem::path LoadOperator::getSuggestedOutput() const {
     return suggestedOutput_;
 }
 
-Bucket LoadOperator::getImageRect() const {
+// Images without the window attributes (made in memory) count as one window at the origin.
+Bucket LoadOperator::window(const char* name) const {
     std::shared_lock lock(outputMutex_);
     if (image_.channels().empty()) return {};
+    if (const auto* stored = image_.getAttribute<Bucket>(name)) return stored->value;
     return Bucket{Pixel::ZERO, image_.getSize()};
 }
+
+Bucket LoadOperator::getImageRect() const { return window(names::displayWindow); }
+Bucket LoadOperator::getRegion() const { return window(names::dataWindow); }
 
 std::optional<Bitmap<Float4>> LoadOperator::compute(const ElementInfo& element, const Bucket& region, float scale,
                                                     unsigned /*flags*/) {

@@ -63,8 +63,9 @@ public:
     // IOperator
     std::int64_t getTimestamp() const override { return getElementsTimestamp(); }
     std::vector<ElementInfo> getElements() const override { return getElementInfos(); }
+    // The display window and the data window of the loaded image.
     Bucket getImageRect() const override;
-    Bucket getRegion() const override { return getImageRect(); }
+    Bucket getRegion() const override;
     std::optional<Bitmap<Float4>> compute(const ElementInfo& element, const Bucket& region, float scale,
                                           unsigned flags) override;
     std::optional<Bitmap<float>> computeMono(const ElementInfo& element, const Bucket& region, float scale,
@@ -83,6 +84,7 @@ private:
     ChannelImage merge(const std::vector<WeightDescriptor>& weights,
                        const std::vector<std::filesystem::path>& paths) const;
     void copyStoredSettings(const ChannelImage& image) const;
+    Bucket window(const char* name) const;
 
     mutable std::mutex inputsMutex_;  // guards the input lists and the loader
     std::vector<WeightDescriptor> weights_;

@@ -4,8 +4,11 @@
 // Conventions:
 // - An operator offers render elements (getElements) over a region and computes the pixels of
 //   one element on request; requests pull data through the operator's dependencies.
-// - Regions are Buckets in image pixel coordinates (min inclusive, max exclusive). A computed
-//   bitmap has trunc(width / scale) x trunc(height / scale) pixels.
+// - getImageRect is the full image (the display window), getRegion the part of it that holds
+//   pixels (the data window), both in image coordinates. A compute request names a rectangle
+//   relative to the region's origin: the whole region is wholeRegion(op). Rectangles are Buckets
+//   (min inclusive, max exclusive). A computed bitmap has trunc(width / scale) x
+//   trunc(height / scale) pixels.
 // - compute/computeMono return std::nullopt when the operator cannot produce the element; that is
 //   never an error in itself.
 // - Operators hold plain pointers to their dependencies, settings and image information; the
@@ -62,6 +65,9 @@ public:
     // display name.
     static ElementFilter makeElementFilter(const ElementSelector& selector);
 };
+
+// The whole of an operator's region in the coordinates that compute requests use.
+inline Bucket wholeRegion(const IOperator& op) { return Bucket{Pixel::ZERO, op.getRegion().size()}; }
 
 // A monotonic time stamp for "last change" comparisons.
 std::int64_t currentTimestamp();

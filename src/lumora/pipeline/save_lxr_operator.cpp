@@ -186,7 +186,7 @@ ChannelImage SaveLxrOperatorBase::buildImage(const IOperator::ElementSelector& s
         setRenderElementInfos(image, records);
     });
 
-    const Bucket region = getDependency(0)->getRegion();
+    const Bucket region = wholeRegion(*getDependency(0));
     for (const ElementInfo& element : denoised) {
         if (auto bitmap = getDependency(1)->compute(element, region, 1.f, 0)) writeDenoised(*bitmap, element, image);
     }

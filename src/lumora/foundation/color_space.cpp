@@ -1,4 +1,4 @@
-#include "lumora/pipeline/wide_gamut.hpp"
+#include "lumora/foundation/color_space.hpp"
 
 #include <cmath>
 
@@ -7,31 +7,7 @@
 namespace lumora {
 namespace {
 
-struct Chromaticity {
-    double x, y;
-};
-
 constexpr std::array<double, 3> kNormalization{1.0886914730072021, 0.9793846607208252, 0.7464756965637207};
-
-// RGB -> XYZ of an RGB space given by its primaries and white point.
-Matrix3d rgbToXyz(const std::array<Chromaticity, 3>& primaries, Chromaticity white) {
-    Matrix3d p{};
-    for (int c = 0; c < 3; ++c) {
-        const auto [x, y] = primaries[static_cast<std::size_t>(c)];
-        p[0][c] = x / y;
-        p[1][c] = 1.0;
-        p[2][c] = (1.0 - x - y) / y;
-    }
-    const std::array<double, 3> w{white.x / white.y, 1.0, (1.0 - white.x - white.y) / white.y};
-    const Matrix3d pi = invert(p);
-    Matrix3d m{};
-    for (int c = 0; c < 3; ++c) {
-        double s = 0.0;
-        for (int k = 0; k < 3; ++k) s += pi[c][k] * w[static_cast<std::size_t>(k)];
-        for (int r = 0; r < 3; ++r) m[r][c] = p[r][c] * s;
-    }
-    return m;
-}
 
 ColorTransform toFloat(const Matrix3d& m) {
     ColorTransform t;
@@ -73,8 +49,31 @@ Matrix3d multiply(const Matrix3d& a, const Matrix3d& b) {
     return m;
 }
 
+Matrix3d rgbToXyz(const std::array<Chromaticity, 3>& primaries, Chromaticity white) {
+    Matrix3d p{};
+    for (int c = 0; c < 3; ++c) {
+        const auto [x, y] = primaries[static_cast<std::size_t>(c)];
+        p[0][c] = x / y;
+        p[1][c] = 1.0;
+        p[2][c] = (1.0 - x - y) / y;
+    }
+    const std::array<double, 3> w{white.x / white.y, 1.0, (1.0 - white.x - white.y) / white.y};
+    const Matrix3d pi = invert(p);
+    Matrix3d m{};
+    for (int c = 0; c < 3; ++c) {
+        double s = 0.0;
+        for (int k = 0; k < 3; ++k) s += pi[c][k] * w[static_cast<std::size_t>(k)];
+        for (int r = 0; r < 3; ++r) m[r][c] = p[r][c] * s;
+    }
+    return m;
+}
+
+Matrix3d linRgbToXyzMatrix() {
+    return rgbToXyz({{{0.64, 0.33}, {0.30, 0.60}, {0.15, 0.06}}}, {0.3127, 0.3290});
+}
+
 Matrix3d linRgbToLinWideRgbMatrix() {
-    const Matrix3d srgbToXyz = rgbToXyz({{{0.64, 0.33}, {0.30, 0.60}, {0.15, 0.06}}}, {0.3127, 0.3290});
+    const Matrix3d srgbToXyz = linRgbToXyzMatrix();
     const Matrix3d wideToXyz =
         rgbToXyz({{{0.7347, 0.2653}, {0.1152, 0.8264}, {0.1566, 0.0177}}}, {0.3457, 0.3585});
     Matrix3d m = multiply(invert(wideToXyz), srgbToXyz);

@@ -1,6 +1,7 @@
 #pragma once
-// The linear-RGB <-> wide-gamut pair in which LightMix scales its layers
-// (TM_LIN_RGB_TO_LIN_WIDE_RGB and TM_LIN_WIDE_RGB_TO_LIN_RGB).
+// Colour-space matrices: RGB spaces given by primaries and white point, and the linear-RGB <->
+// wide-gamut pair in which LightMix scales its layers (TM_LIN_RGB_TO_LIN_WIDE_RGB and
+// TM_LIN_WIDE_RGB_TO_LIN_RGB). "Linear RGB" is linear sRGB / Rec.709 with a D65 white.
 //
 // The wide space has the Adobe Wide Gamut RGB primaries with a D50 white, reached from linear
 // sRGB without chromatic adaptation; each row is then scaled so that (1, 1, 1) maps exactly to
@@ -22,6 +23,16 @@ struct ColorTransform {
 };
 
 using Matrix3d = std::array<std::array<double, 3>, 3>;
+
+// CIE 1931 xy chromaticity.
+struct Chromaticity {
+    double x, y;
+};
+
+// RGB -> XYZ of an RGB space given by its primaries and white point (white has Y = 1).
+Matrix3d rgbToXyz(const std::array<Chromaticity, 3>& primaries, Chromaticity white);
+// Linear sRGB / Rec.709 (D65) -> XYZ.
+Matrix3d linRgbToXyzMatrix();
 
 const ColorTransform& linRgbToLinWideRgb();
 const ColorTransform& linWideRgbToLinRgb();

@@ -1,0 +1,85 @@
+// The four-lane operations beyond plain arithmetic: masks, the fast estimates and the
+// exponential family, checked against double-precision references over wide ranges.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "lumora/foundation/fast_math.hpp"
+#include "lumora/foundation/float4.hpp"
+
+namespace lumora {
+namespace {
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+
+TEST(Float4, ComparisonsGiveLaneMasksThatSelectAndReduce) {
+    const Float4 a(1, 2, 3, 4), b(2, 2, 2, 2);
+    EXPECT_EQ((a < b).signMask(), 0b0001);
+    EXPECT_EQ((a <= b).signMask(), 0b0011);
+    EXPECT_EQ((a > b).signMask(), 0b1100);
+    EXPECT_EQ((a >= b).signMask(), 0b1110);
+    EXPECT_EQ((a == b).signMask(), 0b0010);
+    const Float4 nan(std::numeric_limits<float>::quiet_NaN());
+    EXPECT_FALSE((nan == nan).any());  // NaN lanes compare false everywhere
+    EXPECT_TRUE((a == a).all());
+    const Float4 s = select(a > b, a, Float4(-1.f));
+    EXPECT_EQ(s[0], -1.f);
+    EXPECT_EQ(s[1], -1.f);
+    EXPECT_EQ(s[2], 3.f);
+    EXPECT_EQ(s[3], 4.f);
+    EXPECT_EQ(Float4(3, -7, 9, 1).hmax(), 9.f);
+    EXPECT_EQ(a.sum(), 10.f);
+}
+
+TEST(Float4, EstimatesKeepTwelveBitsAndTheSpecialCases) {
+    for (float v = 1e-30f; v < 1e30f; v *= 1.37f) {
+        EXPECT_NEAR(rcp(Float4(v))[0] * v, 1.f, 1.5f / 4096.f) << v;
+        EXPECT_NEAR(rsqrt(Float4(v))[0] * std::sqrt(v), 1.f, 1.5f / 4096.f) << v;
+    }
+    const Float4 r = rcp(Float4(0.f, -0.f, kInf, 1e-40f));
+    EXPECT_EQ(r[0], kInf);
+    EXPECT_EQ(r[1], -kInf);
+    EXPECT_EQ(r[2], 0.f);
+    EXPECT_EQ(r[3], kInf);  // denormal input counts as zero
+    EXPECT_EQ(rsqrt(Float4(0.f))[0], kInf);
+    EXPECT_TRUE(std::isnan(rsqrt(Float4(-4.f))[0]));
+}
+
+TEST(Float4, ExponentialsAndLogarithmMatchTheLibraryClosely) {
+    const auto relative = [](double got, double want) { return std::fabs(got - want) / std::fabs(want); };
+    for (float x = -86.f; x < 88.f; x += 0.173f) {
+        EXPECT_LT(relative(exp(Float4(x))[1], std::exp(double(x))), 3e-7) << x;
+        EXPECT_LT(relative(exp2(Float4(x))[2], std::exp2(double(x))), 3e-7) << x;
+    }
+    for (float v = 1e-44f; v < 3e38f; v *= 1.29f) {
+        const double want = std::log(double(v));
+        EXPECT_LT(std::fabs(log(Float4(v))[3] - want), 3e-7 * std::max(1.0, std::fabs(want))) << v;
+    }
+    EXPECT_EQ(exp(Float4(0.f))[0], 1.f);
+    EXPECT_EQ(exp2(Float4(0.f))[0], 1.f);
+    EXPECT_EQ(exp2(Float4(5.f))[0], 32.f);
+    EXPECT_EQ(log(Float4(1.f))[0], 0.f);
+    const Float4 e = exp(Float4(100.f, -200.f, kInf, -kInf));
+    EXPECT_EQ(e[0], kInf);
+    EXPECT_EQ(e[1], 0.f);
+    EXPECT_EQ(e[2], kInf);
+    EXPECT_EQ(e[3], 0.f);
+    const Float4 l = log(Float4(0.f, -1.f, kInf, std::numeric_limits<float>::quiet_NaN()));
+    EXPECT_EQ(l[0], -kInf);
+    EXPECT_TRUE(std::isnan(l[1]));
+    EXPECT_EQ(l[2], kInf);
+    EXPECT_TRUE(std::isnan(l[3]));
+    EXPECT_TRUE(std::isnan(exp(Float4(std::numeric_limits<float>::quiet_NaN()))[0]));
+}
+
+TEST(FastMath, FastExp2IsExactAtZeroAndCloseElsewhere) {
+    EXPECT_EQ(fastExp2(0.f), 1.f);
+    EXPECT_EQ(fastExp2(-200.f), 0.f);
+    EXPECT_EQ(fastExp2(std::numeric_limits<float>::quiet_NaN()), 0.f);
+    for (float x = -120.f; x < 120.f; x += 0.31f) EXPECT_NEAR(fastExp2(x) / std::exp2(x), 1.f, 3e-7f) << x;
+}
+
+}  // namespace
+}  // namespace lumora
