@@ -3,8 +3,7 @@
 // the same thread count. The merge runs through the console pipeline in this process, and as a
 // whole run of the editor executable (process start-up included).
 //
-// The inputs are made once by lumora-sample-render, found beside this program's build folder
-// (<build>/tools/lumora-sample-render) or named by the environment variable LUMORA_SAMPLE_RENDER.
+// The inputs are made once by lumora-sample-render (bench_support.hpp).
 
 #include <benchmark/benchmark.h>
 
@@ -14,71 +13,29 @@
 #include <OpenEXR/ImfInputFile.h>
 #include <OpenEXR/ImfOutputFile.h>
 #include <OpenEXR/ImfThreading.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "bench_support.hpp"
 #include "lumora/foundation/system.hpp"
 #include "lumora/pipeline/cli_pipeline.hpp"
 #include "lumora/settings/settings.hpp"
 
-extern char** environ;
-
 namespace {
 
 namespace fs = std::filesystem;
-
-fs::path buildFolder() { return lumora::utils::getExecutableFilePath().parent_path().parent_path(); }
-
-// A folder of this run's own, removed at exit.
-struct Scratch {
-    fs::path path = fs::temp_directory_path() / ("lumora_merge_bench_" + std::to_string(getpid()));
-    Scratch() { fs::create_directories(path); }
-    ~Scratch() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-};
-
-const fs::path& scratch() {
-    static const Scratch folder;
-    return folder.path;
-}
-
-int spawn(std::vector<std::string> arguments) {
-    std::vector<char*> argv;
-    for (std::string& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -1;
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using bench::scratch;
+using bench::spawn;
 
 struct Inputs {
     fs::path node1, node2;
 };
 
 const Inputs& inputs() {
-    static const Inputs made = [] {
-        const char* named = std::getenv("LUMORA_SAMPLE_RENDER");
-        const std::string renderer = named ? named : (buildFolder() / "tools" / "lumora-sample-render").string();
-        Inputs result{scratch() / "node1.lxr", scratch() / "node2.lxr"};
-        for (const auto& [path, seed] : {std::pair{result.node1, "1"}, std::pair{result.node2, "2"}}) {
-            if (spawn({renderer, "--size", "1920x1080", "--passes", "4", "--seed", seed, path.string()}) != 0) {
-                throw std::runtime_error("Cannot run " + renderer);
-            }
-        }
-        return result;
-    }();
+    static const Inputs made{bench::sampleRender("node1.lxr", "1"), bench::sampleRender("node2.lxr", "2")};
     return made;
 }
 
@@ -109,7 +66,7 @@ void BM_MergeToLxrThroughThePipeline(benchmark::State& state) {
 BENCHMARK(BM_MergeToLxrThroughThePipeline)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(5.0);
 
 void BM_MergeToLxrWithTheEditor(benchmark::State& state) {
-    const std::string editor = (buildFolder() / "lumora-image-editor").string();
+    const std::string editor = (bench::buildFolder() / "lumora-image-editor").string();
     for (auto _ : state) {
         if (spawn({editor, inputs().node1.string(), inputs().node2.string(), (scratch() / "editor.lxr").string()}) !=
             0) {

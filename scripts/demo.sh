@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets everything up, builds the editor and the sample renderer, renders two render-node images
-# of the test scene, merges them with fireflies removal into one LXR file and shows what was
-# produced.
+# of the test scene, merges them with fireflies removal into one LXR file, shows what was
+# produced, and ends with finished PNG pictures of the merged render: the beauty and one per
+# light select.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup-deps.sh
@@ -64,3 +65,14 @@ echo "Produced (the merged file holds the fireflies-free pictures as Denoised* e
 for file in out/node1.lxr out/node2.lxr out/merged.lxr; do
   describe "$file"
 done
+
+echo
+echo "Finished pictures of the merged, denoised render (colour-mapped, 8-bit PNG):"
+./build/lumora-image-editor --element BEAUTY out/merged.lxr out/beauty.png
+for light in Key Fill Spot; do
+  ./build/lumora-image-editor --element "$light" out/merged.lxr "out/light_$light.png"
+done
+for file in out/beauty.png out/light_Key.png out/light_Fill.png out/light_Spot.png; do
+  echo "  $PWD/$file ($(stat -c %s "$file") bytes)"
+done
+echo "Open them with any image viewer."

@@ -7,7 +7,7 @@ PACKAGES=(
   g++ cmake ninja-build pkg-config
   libopenexr-dev libimath-dev libopenimageio-dev libtbb-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  ccache openimageio-tools
+  ccache openimageio-tools libopenjp2-tools
 )
 # The fuzzers need libFuzzer, and a clang whose concepts are complete enough for the standard
 # library's std::expected (clang 16 is the first in Debian 12).

@@ -227,8 +227,6 @@ INSTANTIATE_TEST_SUITE_P(
                     notSavable("LightMix Interactive")},
         FailureCase{"UnwritablePath", {"n1.lxr", "nodir/out.lxr"},
                     "Cannot operate with image file \"nodir/out.lxr\". No such file or directory."},
-        FailureCase{"PictureFormat", {"n1.lxr", "out.png"},
-                    "Saving to the \"png\" format is not available in this build yet; use an .lxr output."},
         FailureCase{"NoExtension", {"n1.lxr", "out"},
                     "Well-formed output image path having a file extension is expected."}),
     caseName);

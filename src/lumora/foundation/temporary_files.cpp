@@ -1,11 +1,16 @@
 #include "lumora/foundation/temporary_files.hpp"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cerrno>
 #include <cstring>
+#include <string>
+
+#include "lumora/foundation/system.hpp"
 
 namespace lumora::io {
 
@@ -31,7 +36,34 @@ void onSignal(int signal) {
     ::raise(signal);
 }
 
+std::string randomHexDigits() {
+    unsigned char bytes[6];
+    utils::secureRandom(bytes, sizeof bytes);
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (unsigned char b : bytes) {
+        text += digits[b >> 4];
+        text += digits[b & 15];
+    }
+    return text;
+}
+
 }  // namespace
+
+std::expected<std::filesystem::path, int> createTemporarySibling(const std::filesystem::path& target,
+                                                                 std::string_view extension) {
+    const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
+    const std::string name = "." + target.filename().native() + ".";
+    for (int attempt = 0;; ++attempt) {
+        std::filesystem::path temporary = folder / (name + randomHexDigits() + ".part" + std::string(extension));
+        const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0) {
+            ::close(fd);
+            return temporary;
+        }
+        if (errno != EEXIST || attempt == 16) return std::unexpected(errno);
+    }
+}
 
 TemporaryFileGuard::TemporaryFileGuard(const std::filesystem::path& path) {
     const std::string& text = path.native();

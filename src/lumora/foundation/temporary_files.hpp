@@ -5,7 +5,9 @@
 // signal handler removes every file registered here before the process ends as the signal
 // asks.
 
+#include <expected>
 #include <filesystem>
+#include <string_view>
 
 namespace lumora::io {
 
@@ -24,6 +26,12 @@ public:
 private:
     int slot_ = -1;
 };
+
+// Creates a new, empty file with a unique hidden name in the target's folder:
+// "." + the target's file name + "." + 12 random hex digits + ".part" + extension. Returns its
+// path, or the errno of the failure.
+std::expected<std::filesystem::path, int> createTemporarySibling(const std::filesystem::path& target,
+                                                                 std::string_view extension = {});
 
 // Installs the handlers for SIGINT, SIGTERM and SIGHUP. Signals that the process ignores stay
 // ignored (a job started with nohup keeps ignoring SIGHUP).

@@ -26,18 +26,6 @@ constexpr std::size_t kStreamBufferSize = 64 * 1024;
 // The system's reason as a sentence, for example "No such file or directory.".
 [[noreturn]] void throwErrno(int error) { throw Iex::ErrnoExc(std::string(std::strerror(error)) + "."); }
 
-std::string randomSuffix() {
-    unsigned char bytes[6];
-    utils::secureRandom(bytes, sizeof bytes);
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (unsigned char b : bytes) {
-        text += digits[b >> 4];
-        text += digits[b & 15];
-    }
-    return text;
-}
-
 }  // namespace
 
 std::mutex& exrIoMutex() {
@@ -131,15 +119,16 @@ bool ExrMemoryIStream::read(char c[], int n) {
 
 ExrOStreamAdapter::ExrOStreamAdapter(const std::filesystem::path& target)
     : Imf::OStream(target.c_str()), target_(target) {
-    const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
-    const std::string name = target.filename().native();
-    int fd = -1;
-    for (int attempt = 0; fd < 0; ++attempt) {
-        temporary_ = folder / ("." + name + "." + randomSuffix() + ".part");
-        fd = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0 && (errno != EEXIST || attempt == 16)) {
-            throwErrno(errno);
-        }
+    const auto temporary = io::createTemporarySibling(target);
+    if (!temporary) {
+        throwErrno(temporary.error());
+    }
+    temporary_ = *temporary;
+    const int fd = ::open(temporary_.c_str(), O_WRONLY | O_CLOEXEC);
+    if (fd < 0) {
+        const int error = errno;
+        ::unlink(temporary_.c_str());
+        throwErrno(error);
     }
     file_ = ::fdopen(fd, "wb");
     if (file_ == nullptr) {

@@ -28,7 +28,8 @@ std::vector<std::string> namesOf(const std::vector<ElementInfo>& elements) {
 
 }  // namespace
 
-CliPipeline::CliPipeline(Settings* settings) : settings_(settings), lightMix_(&lightMixLock_) {
+CliPipeline::CliPipeline(Settings* settings)
+    : settings_(settings), lightMix_(&lightMixLock_), colorMap_(&blendBloomGlare_, settings) {
     load_.setSettings(settings_);
 
     denoise_.setDependency(0, &load_);
@@ -43,10 +44,26 @@ CliPipeline::CliPipeline(Settings* settings) : settings_(settings), lightMix_(&l
     lightMix_.setImageInfo(&load_);
     lightMix_.setSettings(settings_);
 
+    bloomGlare_.setDependency(0, &lightMix_);
+    bloomGlare_.setImageInfo(&load_);
+    bloomGlare_.setSettings(settings_);
+
+    blendBloomGlare_.setDependency(0, &lightMix_);
+    blendBloomGlare_.setDependency(1, &bloomGlare_);
+
+    sharpenBlur_.setDependency(0, &colorMap_);
+    sharpenBlur_.setSettings(settings_);
+
+    monoToColor_.setDependency(0, &sharpenBlur_);
+
+    zoom_.setDependency(0, &monoToColor_);
+
     saveLxr_.wire(&load_, &denoise_);
     saveLxr_.setSettings(settings_);
     saveLxrCli_.wire(&load_, &denoise_);
     saveLxrCli_.setSettings(settings_);
+
+    saveSeparate_.setDependency(0, &zoom_);
 
     // The operators' jobs and loops yield to the rest of the machine (a farm node's other work).
     scheduler::setWorkerThreadsPriority(static_cast<int>(SchedulerWorkerThreadPriority::Low));
@@ -64,6 +81,8 @@ void CliPipeline::run(Performer::IRuntime& runtime) {
     load_.setErrorCallback(storeError);
     denoise_.setErrorCallback(storeError);
     saveLxrCli_.setErrorCallback(storeError);
+    bloomGlare_.setErrorCallback(storeError);
+    saveSeparate_.setErrorCallback(storeError);
 
     loadPhase(runtime);
     denoisePhase(runtime);
@@ -128,11 +147,16 @@ void CliPipeline::savePhase(Performer::IRuntime& runtime) {
         throwPendingError();
         return;
     }
-    if (output.filename().empty() || output.extension().empty()) {
-        throw Exception("Well-formed output image path having a file extension is expected.");
-    }
-    throw Exception("Saving to the \"" + output.extension().string().substr(1) +
-                    "\" format is not available in this build yet; use an .lxr output.");
+    savePictures(selector, output);
+}
+
+void CliPipeline::savePictures(const IOperator::ElementSelector& selector, const std::filesystem::path& output) {
+    const std::optional<ImageFormat> format = getImageFormatFromFileName(output);
+    const auto filter = IOperator::makeElementFilter(selector);
+    saveSeparate_.start(saveSeparate_.savableElements(filter), output, format,
+                        ImageSaveSettings{SavePixelFormat::Default, true});
+    saveSeparate_.wait();
+    throwPendingError();
 }
 
 void CliPipeline::throwPendingError() {

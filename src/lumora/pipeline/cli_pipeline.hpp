@@ -1,6 +1,8 @@
 #pragma once
 // The chain of operators that one processing run of the console editor drives: load (and merge),
-// denoise and its blend, light mix, and the LXR writers. One pipeline serves one run.
+// denoise and its blend, light mix, the LXR writers, and the picture chain (bloom and glare and
+// its blend, colour mapping, sharpen/blur, mono-to-colour, zoom) that ends in the picture writer.
+// One pipeline serves one run.
 
 #include <filesystem>
 #include <mutex>
@@ -11,8 +13,10 @@
 #include "lumora/pipeline/denoise_operator.hpp"
 #include "lumora/pipeline/lightmix_operator.hpp"
 #include "lumora/pipeline/load_operator.hpp"
+#include "lumora/pipeline/picture_chain_stand_ins.hpp"
 #include "lumora/pipeline/runtime.hpp"
 #include "lumora/pipeline/save_lxr_operator.hpp"
+#include "lumora/pipeline/save_separate_operator.hpp"
 #include "lumora/settings/settings.hpp"
 
 namespace lumora {
@@ -37,6 +41,8 @@ private:
     void loadPhase(Performer::IRuntime& runtime);
     void denoisePhase(Performer::IRuntime& runtime);
     void savePhase(Performer::IRuntime& runtime);
+    // One finished picture per selected element, in the format the output's extension names.
+    void savePictures(const IOperator::ElementSelector& selector, const std::filesystem::path& output);
     // Rethrows the last error an operator reported, if any.
     void throwPendingError();
 
@@ -50,8 +56,16 @@ private:
     BlendDenoisedOperator blendDenoised_;
     std::mutex lightMixLock_;
     LightMixOperator lightMix_;
+    // The picture chain, in the order a picture passes it.
+    standin::BloomGlareOperator bloomGlare_;
+    standin::BlendBloomGlareOperator blendBloomGlare_;
+    standin::ColorMapOperator colorMap_;
+    standin::SharpenBlurOperator sharpenBlur_;
+    standin::MonoToColorOperator monoToColor_;
+    standin::ZoomOperator zoom_;
     SaveLxrOperator saveLxr_;
     SaveLxrOperatorCli saveLxrCli_;
+    SaveSeparateOperator saveSeparate_;
 };
 
 }  // namespace Pipeline

@@ -1,0 +1,173 @@
+// Runs the built editor on a sample render with picture outputs (PNG, EXR, ...) and checks the
+// files it writes, read back with OpenImageIO, what it prints and its exit status.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+
+#include "cli/run_program.hpp"
+#include "image/read_picture.hpp"
+#include "lumora/image/exr_loader.hpp"
+#include "lumora/image/exr_saver.hpp"
+#include "sample_render/render.hpp"
+
+namespace lumora {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kWidth = 64;
+constexpr int kHeight = 36;
+
+// A fresh folder per test holding the sample render "in.lxr", made once per process.
+fs::path prepareFolder() {
+    static const ChannelImage render = [] {
+        sample::RenderOptions options;
+        options.width = kWidth, options.height = kHeight, options.passes = 8, options.seed = 11;
+        return sample::renderLxr(options);
+    }();
+    const auto* info = testing::UnitTest::GetInstance()->current_test_info();
+    const fs::path folder = test::processFolder(std::string("pictures_") + info->name());
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    const auto saved = ExrSaver().save(render, folder / "in.lxr");
+    EXPECT_TRUE(saved) << saved.error();
+    return folder;
+}
+
+// The files of the folder besides the input and the captured output streams.
+std::vector<std::string> written(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (name != "in.lxr" && name != "stdout.txt" && name != "stderr.txt") names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+const Channel<float>& inputChannel(const fs::path& folder, const std::string& name) {
+    static ChannelImage input;
+    if (input.channels().empty()) input = ExrLoader().load(folder / "in.lxr").value();
+    return *input.getChannel<float>(name);
+}
+
+std::string errorReport(const std::string& message) {
+    return "\nError: " + message +
+           "\n\nPlease read the help for the editor. The appropriate part of the help can be printed out by using one "
+           "of the --help, --list-properties, or --list-examples arguments.\n";
+}
+
+TEST(PictureOutput, EverySavableElementGetsItsOwnPictureNamedAfterIt) {
+    // Example 1 of --list-examples.
+    const fs::path folder = prepareFolder();
+    const test::Outcome outcome = test::runProgram(LUMORA_EDITOR_EXE, {"in.lxr", "Output.png"}, folder);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out + outcome.err, "");
+    EXPECT_EQ(written(folder), (std::vector<std::string>{"Output.png", "Output_Fill.png", "Output_Key.png",
+                                                         "Output_LightMix Interactive.png", "Output_Normals.png",
+                                                         "Output_Spot.png"}));
+    for (const std::string& name : written(folder)) {
+        const test::ReadPicture picture = test::readPicture(folder / name);
+        EXPECT_EQ(picture.error, "") << name;
+        EXPECT_EQ(picture.width, kWidth) << name;
+        EXPECT_EQ(picture.height, kHeight) << name;
+        EXPECT_EQ(picture.type, OIIO::TypeDesc::UINT8) << name;
+        // Only the beauty has alpha of its own.
+        EXPECT_EQ(picture.channels, name == "Output.png" ? 4 : 3) << name;
+    }
+}
+
+TEST(PictureOutput, ASingleElementIsWrittenToExactlyTheOutputPath) {
+    const fs::path folder = prepareFolder();
+    // Example 8 of --list-examples, denoising in the fireflies mode.
+    const test::Outcome mix = test::runProgram(
+        LUMORA_EDITOR_EXE,
+        {"--set", "BoolArray colorMap.lightmixEnabledLayers = 1, 1, 0", "--set",
+         "FloatArray colorMap.lightmixIntensities = 0.5, 3, 1", "--set",
+         "Vec3Array colorMap.lightmixColors = 0 0 1, 1 0 0, 1 1 1", "--set", "Int denoise.filterType = Fireflies",
+         "--element", "LightMix Interactive", "in.lxr", "Output.exr"},
+        folder);
+    EXPECT_EQ(mix.status, 0);
+    EXPECT_EQ(mix.out + mix.err, "");
+    const test::Outcome key = test::runProgram(LUMORA_EDITOR_EXE, {"-e", "Key", "in.lxr", "key.jpeg"}, folder);
+    EXPECT_EQ(key.status, 0);
+    EXPECT_EQ(written(folder), (std::vector<std::string>{"Output.exr", "key.jpeg"}));
+
+    const test::ReadPicture exr = test::readPicture(folder / "Output.exr");
+    EXPECT_EQ(exr.type, OIIO::TypeDesc::HALF);
+    EXPECT_EQ(exr.channels, 3);
+    const test::ReadPicture jpeg = test::readPicture(folder / "key.jpeg");
+    EXPECT_EQ(jpeg.format, "jpeg");
+    EXPECT_EQ(jpeg.channels, 3);
+}
+
+TEST(PictureOutput, RawDataIsWrittenUnmapped) {
+    const fs::path folder = prepareFolder();
+    ASSERT_EQ(test::runProgram(LUMORA_EDITOR_EXE, {"-e", "Normals", "in.lxr", "normals.exr"}, folder).status, 0);
+    const test::ReadPicture normals = test::readPicture(folder / "normals.exr");
+    ASSERT_EQ(normals.channels, 3);
+    const char* channels[] = {"Normals.R", "Normals.G", "Normals.B"};
+    bool negative = false;
+    for (int c = 0; c < 3; ++c) {
+        const Channel<float>& input = inputChannel(folder, channels[c]);
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x) {
+                const float expected = input.at(x, y);
+                negative |= expected < 0.f;
+                ASSERT_NEAR(normals.at(x, y, c), expected, 1e-3f) << channels[c] << " at " << x << "," << y;
+            }
+        }
+    }
+    EXPECT_TRUE(negative) << "the render's normals should point in every direction";
+}
+
+struct FailureCase {
+    std::string name;
+    std::vector<std::string> arguments;
+    std::string message;
+};
+
+void PrintTo(const FailureCase& c, std::ostream* out) { *out << c.name; }
+
+class PictureOutputFailure : public testing::TestWithParam<FailureCase> {};
+
+TEST_P(PictureOutputFailure, IsAWholeMessageWithStatusOneAndLeavesEveryFileAsItWas) {
+    const fs::path folder = prepareFolder();
+    std::vector<std::string> arguments = GetParam().arguments;
+    const fs::path output = folder / arguments.back();
+    // An earlier file of the output's name stays as it was.
+    if (fs::exists(output.parent_path())) std::ofstream(output) << "earlier";
+    arguments.insert(arguments.end() - 1, "in.lxr");
+    const auto before = written(folder);
+
+    const test::Outcome outcome = test::runProgram(LUMORA_EDITOR_EXE, arguments, folder);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, errorReport(GetParam().message));
+    EXPECT_EQ(written(folder), before);
+    if (fs::exists(output.parent_path())) {
+        EXPECT_EQ(test::readText(output), "earlier");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Save, PictureOutputFailure,
+    testing::Values(
+        FailureCase{"NoExtension", {"Output"}, "Well-formed output image path having a file extension is expected."},
+        FailureCase{"UnknownFormat", {"Output.txt"},
+                    "Images cannot be saved in the \"txt\" format: no supported image format has that file extension."},
+        FailureCase{"ReadOnlyFormat", {"Output.PSD"},
+                    "Images cannot be saved in the \"psd\" format: it can be read, but not written."},
+        FailureCase{"HiddenElement", {"-e", "LUMORA_FB_WEIGHTS", "Output.png"},
+                    "There are not selected any render elements that can be saved. You need to select at least one."},
+        FailureCase{"UnknownElement", {"-e", "Nope", "Output.tif"},
+                    "There are not selected any render elements that can be saved. You need to select at least one."},
+        FailureCase{"UnwritablePath", {"nodir/Output.png"},
+                    "Cannot operate with image file \"nodir/Output.png\". No such file or directory."}),
+    [](const testing::TestParamInfo<FailureCase>& info) { return info.param.name; });
+
+}  // namespace
+}  // namespace lumora
