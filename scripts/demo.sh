@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Sets everything up, builds the editor and the sample renderer, renders two render-node images
-# of the test scene, merges them with fireflies removal into one LXR file, shows what was
-# produced, and ends with finished PNG pictures of the merged render: the beauty and one per
-# light select.
+# of the test scene, merges and denoises them (high-quality mode) into one LXR file, shows what
+# was produced, and ends with finished PNG pictures of the merged, denoised render: the beauty and
+# one per render element (light selects, alpha, depth, normals, the light mix).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup-deps.sh
@@ -56,23 +56,21 @@ rm -rf out
 mkdir -p out
 ./build/tools/lumora-sample-render --size 640x360 --passes 16 --seed 1 out/node1.lxr
 ./build/tools/lumora-sample-render --size 640x360 --passes 16 --seed 2 out/node2.lxr
-echo "Merging the two renders with fireflies removal (the editor warns about elements that"
-echo "carry no denoising data, such as Normals, and keeps them as they are):"
-./build/lumora-image-editor --set "Int denoise.filterType = Fireflies" out/node1.lxr out/node2.lxr out/merged.lxr
+echo "Merging the two renders with the high-quality denoiser (the editor warns about elements"
+echo "that carry no denoising data, such as Normals, and keeps them as they are):"
+./build/lumora-image-editor --set "Int denoise.filterType = Full" out/node1.lxr out/node2.lxr out/merged.lxr
 
 echo
-echo "Produced (the merged file holds the fireflies-free pictures as Denoised* elements):"
+echo "Produced (the merged file holds the denoised pictures as Denoised* elements):"
 for file in out/node1.lxr out/node2.lxr out/merged.lxr; do
   describe "$file"
 done
 
 echo
-echo "Finished pictures of the merged, denoised render (colour-mapped, 8-bit PNG):"
-./build/lumora-image-editor --element BEAUTY out/merged.lxr out/beauty.png
-for light in Key Fill Spot; do
-  ./build/lumora-image-editor --element "$light" out/merged.lxr "out/light_$light.png"
-done
-for file in out/beauty.png out/light_Key.png out/light_Fill.png out/light_Spot.png; do
+echo "Finished pictures of the merged, denoised render (colour-mapped, 8-bit PNG, one per element):"
+./build/lumora-image-editor --set "Int denoise.filterType = Full" out/node1.lxr out/node2.lxr out/picture.png \
+  >/dev/null
+for file in out/picture*.png; do
   echo "  $PWD/$file ($(stat -c %s "$file") bytes)"
 done
-echo "Open them with any image viewer."
+echo "Open them with any image viewer; out/picture.png is the beauty."

@@ -66,17 +66,35 @@ TEST(PictureOutput, EverySavableElementGetsItsOwnPictureNamedAfterIt) {
     const test::Outcome outcome = test::runProgram(LUMORA_EDITOR_EXE, {"in.lxr", "Output.png"}, folder);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out + outcome.err, "");
-    EXPECT_EQ(written(folder), (std::vector<std::string>{"Output.png", "Output_Fill.png", "Output_Key.png",
-                                                         "Output_LightMix Interactive.png", "Output_Normals.png",
-                                                         "Output_Spot.png"}));
+    EXPECT_EQ(written(folder),
+              (std::vector<std::string>{"Output.png", "Output_Alpha.png", "Output_Bloom and Glare Interactive.png",
+                                        "Output_Fill.png", "Output_Key.png", "Output_LightMix Interactive.png",
+                                        "Output_Normals.png", "Output_Spot.png", "Output_ZDepth.png"}));
     for (const std::string& name : written(folder)) {
         const test::ReadPicture picture = test::readPicture(folder / name);
         EXPECT_EQ(picture.error, "") << name;
         EXPECT_EQ(picture.width, kWidth) << name;
         EXPECT_EQ(picture.height, kHeight) << name;
         EXPECT_EQ(picture.type, OIIO::TypeDesc::UINT8) << name;
-        // Only the beauty has alpha of its own.
-        EXPECT_EQ(picture.channels, name == "Output.png" ? 4 : 3) << name;
+        // The beauty has alpha of its own; a single-channel element has its value in every channel.
+        const bool mono = name == "Output_Alpha.png" || name == "Output_ZDepth.png";
+        EXPECT_EQ(picture.channels, name == "Output.png" || mono ? 4 : 3) << name;
+    }
+
+    // The single-channel elements hold their unmapped values, clamped and rounded to 8 bits.
+    for (const auto& [file, channel] : {std::pair{"Output_Alpha.png", "A"}, std::pair{"Output_ZDepth.png", "ZDepth"}}) {
+        const test::ReadPicture picture = test::readPicture(folder / file);
+        ASSERT_EQ(picture.channels, 4) << file;
+        const Channel<float>& input = inputChannel(folder, channel);
+        int between = 0;
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x) {
+                const float expected = std::round(std::clamp(input.at(x, y), 0.f, 1.f) * 255.f) / 255.f;
+                between += expected > 0.f && expected < 1.f;
+                for (int c = 0; c < 4; ++c) ASSERT_NEAR(picture.at(x, y, c), expected, 1e-6f) << file << " " << x << "," << y;
+            }
+        }
+        EXPECT_GT(between, 0) << file << ": the test needs values between 0 and 1";
     }
 }
 

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
+
+#include "cli/run_program.hpp"
 #include "pipeline/pipeline_test_support.hpp"
 
 namespace lumora {
@@ -24,9 +28,30 @@ void PrintTo(const SavedFile& f, std::ostream* out) {
     *out << f.path << " w" << f.width << (f.alpha ? " alpha" : "") << (f.rawData ? " raw" : "");
 }
 
-// A saver over a fake chain whose files are recorded instead of written.
+namespace fs = std::filesystem;
+
+// The file a staged temporary file becomes: ".Out_Key.png.0123456789ab.part.png" is "Out_Key.png".
+std::string committedName(const fs::path& path) {
+    const std::string name = path.filename().string();
+    const auto part = name.rfind(".part");
+    if (name.empty() || name[0] != '.' || part == std::string::npos || part < 14) return name;
+    return name.substr(1, part - 14);
+}
+
+// The files of a folder, hidden ones included.
+std::vector<std::string> listFolder(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A saver over a fake chain, in a fresh folder, whose pictures are recorded and written as
+// empty files.
 struct Fixture {
-    Fixture() : source(kRect) {
+    Fixture() : source(kRect), folder(test::processFolder("save_separate")) {
+        fs::remove_all(folder);
+        fs::create_directories(folder);
         const auto add = [&](const std::string& name, ElementLayout layout, std::uint32_t flags) {
             source.elements.push_back({name, layout, flags});
             if (layout == ElementLayout::Mono) {
@@ -51,13 +76,14 @@ struct Fixture {
         saver.setInfoCallback(infos.callback());
         saver.setErrorCallback(errors.callback());
         saver.setBitmapSaver([this](const std::filesystem::path& path, const Picture& picture, bool rawData) {
-            files.push_back({path, picture.pixels.width(), picture.alpha, rawData});
+            files.push_back({committedName(path), picture.pixels.width(), picture.alpha, rawData});
+            std::ofstream{path};
             return std::expected<bool, std::string>(true);
         });
     }
 
     void save(std::vector<ElementInfo> elements, const std::string& output) {
-        saver.start(std::move(elements), output, getImageFormatFromFileName(output), {});
+        saver.start(std::move(elements), folder / output, getImageFormatFromFileName(output), {});
         ASSERT_TRUE(saver.wait());
     }
 
@@ -66,6 +92,7 @@ struct Fixture {
     }
 
     FakeSource source;
+    fs::path folder;
     SaveSeparateOperator saver;
     MessageLog infos, errors;
     std::vector<SavedFile> files;
@@ -83,17 +110,23 @@ TEST(SaveSeparateOperator, SavesEveryVisibleColourElementVirtualOnesIncludedOneF
               (std::vector<std::string>{"", "Key", "Normals", "Odd/Name:x", "LightMix Interactive", "A"}));
     EXPECT_EQ(names(f.saver.savableElements(IOperator::makeElementFilter({"Alpha"}))), std::vector<std::string>{"A"});
 
-    f.save(f.all(), "out/Out.final.png");
+    f.save(f.all(), "Out.final.png");
     EXPECT_EQ(f.errors.texts(), std::vector<std::string>{});
-    EXPECT_EQ(f.files, (std::vector<SavedFile>{
-                           {"out/Out.final.png", 4, true, false},
-                           {"out/Out.final_Key.png", 4, false, false},
-                           {"out/Out.final_Normals.png", 4, false, true},
-                           {"out/Out.final_Odd_Name_x.png", 4, false, false},
-                           {"out/Out.final_LightMix Interactive.png", 4, false, false},
-                           {"out/Out.final_Alpha.png", 4, true, true},
-                       }));
-    EXPECT_EQ(f.infos.texts(), std::vector<std::string>{"Image \"out/Out.final.png\" has been successfully saved."});
+    const std::vector<SavedFile> expected{
+        {"Out.final.png", 4, true, false},
+        {"Out.final_Key.png", 4, false, false},
+        {"Out.final_Normals.png", 4, false, true},
+        {"Out.final_Odd_Name_x.png", 4, false, false},
+        {"Out.final_LightMix Interactive.png", 4, false, false},
+        {"Out.final_Alpha.png", 4, true, true},
+    };
+    EXPECT_EQ(f.files, expected);
+    std::vector<std::string> onDisk;
+    for (const SavedFile& file : expected) onDisk.push_back(file.path.string());
+    std::sort(onDisk.begin(), onDisk.end());
+    EXPECT_EQ(listFolder(f.folder), onDisk);
+    EXPECT_EQ(f.infos.texts(),
+              std::vector<std::string>{"Image \"" + (f.folder / "Out.final.png").string() + "\" has been successfully saved."});
 }
 
 TEST(SaveSeparateOperator, ASingleElementIsSavedToTheOutputPathItself) {
@@ -128,8 +161,9 @@ TEST(SaveSeparateOperator, EveryFailureEndsTheJobWithItsWholeMessage) {
         f.save(c.elements, c.output);
         EXPECT_EQ(f.errors.texts(), std::vector<std::string>{c.message}) << c.output;
         EXPECT_EQ(f.infos.texts(), std::vector<std::string>{}) << c.output;
-        // Elements before the failing one are written; nothing is written for the refusals.
+        // Elements before the failing one are computed and staged, but no file stays behind.
         EXPECT_EQ(f.files.size(), c.elements.size() == 2 ? 1u : 0u) << c.output;
+        EXPECT_EQ(listFolder(f.folder), std::vector<std::string>{}) << c.output;
     }
 
     Fixture f;

@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -95,6 +96,17 @@ void removeTemporaryFilesOnSignals() {
         action.sa_flags = SA_RESETHAND;
         ::sigaction(signal, &action, nullptr);
     }
+}
+
+TemporaryFile::~TemporaryFile() {
+    if (!committed_) ::unlink(path_.c_str());
+}
+
+int TemporaryFile::commit(const std::filesystem::path& target) {
+    if (std::rename(path_.c_str(), target.c_str()) != 0) return errno;
+    committed_ = true;
+    guard_.release();
+    return 0;
 }
 
 }  // namespace lumora::io

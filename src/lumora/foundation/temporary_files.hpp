@@ -27,6 +27,24 @@ private:
     int slot_ = -1;
 };
 
+// A temporary file that is removed when the object goes, unless it was renamed into place.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(std::filesystem::path path) : path_(std::move(path)), guard_(path_) {}
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+    // Renames the file to the target: 0 on success, else the errno of the failure.
+    int commit(const std::filesystem::path& target);
+
+private:
+    std::filesystem::path path_;
+    TemporaryFileGuard guard_;
+    bool committed_ = false;
+};
+
 // Creates a new, empty file with a unique hidden name in the target's folder:
 // "." + the target's file name + "." + 12 random hex digits + ".part" + extension. Returns its
 // path, or the errno of the failure.

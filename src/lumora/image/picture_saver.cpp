@@ -101,31 +101,6 @@ std::string systemFailure(int error, const std::filesystem::path& target) {
     return rewriteExrErrorMessage(std::string(std::strerror(error)) + ".", target);
 }
 
-// Removes the temporary file unless it was renamed into place.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(std::filesystem::path path) : path_(std::move(path)), guard_(path_) {}
-    ~TemporaryFile() {
-        if (!committed_) ::unlink(path_.c_str());
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-    // The errno of a failed rename, 0 on success.
-    int commit(const std::filesystem::path& target) {
-        if (std::rename(path_.c_str(), target.c_str()) != 0) return errno;
-        committed_ = true;
-        guard_.release();
-        return 0;
-    }
-
-private:
-    std::filesystem::path path_;
-    io::TemporaryFileGuard guard_;
-    bool committed_ = false;
-};
-
 }  // namespace
 
 std::optional<std::string> checkWritableFormat(const std::filesystem::path& path,
@@ -181,7 +156,7 @@ std::expected<bool, std::string> saveImage(const std::filesystem::path& path, co
         // The temporary name keeps the extension, so that every writer sees the file it expects.
         const auto created = io::createTemporarySibling(path, path.extension().native());
         if (!created) return std::unexpected(systemFailure(created.error(), path));
-        TemporaryFile temporary(*created);
+        io::TemporaryFile temporary(*created);
 
         auto out = OIIO::ImageOutput::create(std::string(traits.writer));
         if (!out) return std::unexpected(failure(OIIO::geterror(), temporary.path(), path));

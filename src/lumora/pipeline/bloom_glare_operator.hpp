@@ -76,8 +76,11 @@ public:
     // for "Bloom and Glare Interactive".
     std::optional<Bitmap<Float4>> compute(const ElementInfo& element, const Bucket& region, float scale,
                                           unsigned flags) override;
-    std::optional<Bitmap<float>> computeMono(const ElementInfo&, const Bucket&, float, unsigned) override {
-        return std::nullopt;
+    // Single-channel elements (alpha, depth, masks) carry no effect and come from the light mix
+    // unchanged: without them a mono element could not reach the picture savers at all.
+    std::optional<Bitmap<float>> computeMono(const ElementInfo& element, const Bucket& region, float scale,
+                                             unsigned flags) override {
+        return first() ? first()->computeMono(element, region, scale, flags) : std::nullopt;
     }
 };
 

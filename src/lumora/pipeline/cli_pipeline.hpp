@@ -10,13 +10,17 @@
 
 #include "lumora/foundation/exception.hpp"
 #include "lumora/pipeline/blend_denoised_operator.hpp"
+#include "lumora/pipeline/bloom_glare_operator.hpp"
+#include "lumora/pipeline/color_map_operator.hpp"
 #include "lumora/pipeline/denoise_operator.hpp"
 #include "lumora/pipeline/lightmix_operator.hpp"
 #include "lumora/pipeline/load_operator.hpp"
-#include "lumora/pipeline/picture_chain_stand_ins.hpp"
+#include "lumora/pipeline/mono_to_color_operator.hpp"
 #include "lumora/pipeline/runtime.hpp"
 #include "lumora/pipeline/save_lxr_operator.hpp"
 #include "lumora/pipeline/save_separate_operator.hpp"
+#include "lumora/pipeline/sharpen_blur_operator.hpp"
+#include "lumora/pipeline/zoom_operator.hpp"
 #include "lumora/settings/settings.hpp"
 
 namespace lumora {
@@ -57,12 +61,12 @@ private:
     std::mutex lightMixLock_;
     LightMixOperator lightMix_;
     // The picture chain, in the order a picture passes it.
-    standin::BloomGlareOperator bloomGlare_;
-    standin::BlendBloomGlareOperator blendBloomGlare_;
-    standin::ColorMapOperator colorMap_;
-    standin::SharpenBlurOperator sharpenBlur_;
-    standin::MonoToColorOperator monoToColor_;
-    standin::ZoomOperator zoom_;
+    BloomGlareOperator bloomGlare_;
+    BlendBloomGlareOperator blendBloomGlare_;
+    ColorMapOperator<ColorMapping> colorMap_;
+    SharpenBlurOperator sharpenBlur_;
+    MonoToColorOperator monoToColor_;
+    ZoomOperator zoom_;
     SaveLxrOperator saveLxr_;
     SaveLxrOperatorCli saveLxrCli_;
     SaveSeparateOperator saveSeparate_;

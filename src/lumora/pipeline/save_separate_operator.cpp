@@ -1,7 +1,12 @@
 #include "lumora/pipeline/save_separate_operator.hpp"
 
+#include <cstring>
+#include <memory>
+
 #include "lumora/foundation/exception.hpp"
+#include "lumora/foundation/temporary_files.hpp"
 #include "lumora/image/channel_image.hpp"
+#include "lumora/image/exr_loader.hpp"
 
 namespace lumora {
 
@@ -10,6 +15,17 @@ namespace {
 bool isSavable(const ElementInfo& element) {
     return (element.layout == ElementLayout::Rgb || element.layout == ElementLayout::Rgba) &&
            !element.has(ElementFlag::Hidden);
+}
+
+std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
+    for (auto at = text.find(from); !from.empty() && at != std::string::npos; at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+std::string fileFailure(int error, const std::filesystem::path& file) {
+    return rewriteExrErrorMessage(std::string(std::strerror(error)) + ".", file);
 }
 
 }  // namespace
@@ -115,6 +131,10 @@ void SaveSeparateOperator::run() {
     }
     LUMORA_ASSERT(first() != nullptr);
 
+    // With several elements every picture goes to a hidden temporary file first and they are
+    // renamed into place together once all of them are written: a run that fails on one element
+    // leaves none of the new files and keeps the earlier ones.
+    std::vector<std::pair<std::unique_ptr<io::TemporaryFile>, std::filesystem::path>> written;
     for (const ElementInfo& element : elements) {
         const Bucket region = first()->getRegion();
         const auto bitmap = first()->compute(element, region, 1.f, IOperator::ComputeUpdate);
@@ -124,9 +144,19 @@ void SaveSeparateOperator::run() {
         }
         const Picture picture{*bitmap, keepsAlpha(element, region)};
         const std::filesystem::path file = elements.size() < 2 ? output : elementFileName(output, element);
-        const auto saved = saver(file, picture, element.has(ElementFlag::RawData));
-        if (!saved) throw Exception(saved.error());
+        std::filesystem::path target = file;
+        if (elements.size() > 1) {
+            const auto created = io::createTemporarySibling(file, file.extension().native());
+            if (!created) throw Exception(fileFailure(created.error(), file));
+            written.emplace_back(std::make_unique<io::TemporaryFile>(*created), file);
+            target = *created;
+        }
+        const auto saved = saver(target, picture, element.has(ElementFlag::RawData));
+        if (!saved) throw Exception(replaceAll(saved.error(), target.string(), file.string()));
         reportStep();
+    }
+    for (auto& [temporary, file] : written) {
+        if (const int error = temporary->commit(file)) throw Exception(fileFailure(error, file));
     }
 
     reportProgress(1.f);
