@@ -6,6 +6,7 @@
 #include "lumora/foundation/exception.hpp"
 
 #if defined(__x86_64__) || defined(__i386__)
+#include <cpuid.h>
 #include <immintrin.h>
 #define LUMORA_HAS_F16C_PATH 1
 #endif
@@ -15,7 +16,11 @@ namespace lumora {
 #if LUMORA_HAS_F16C_PATH
 
 bool supportsHalfConversion() {
-    static const bool supported = __builtin_cpu_supports("f16c") != 0;
+    // CPUID leaf 1, ECX bit 29 (asked directly: not every compiler knows "f16c" as a feature name).
+    static const bool supported = [] {
+        unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+        return __get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_F16C) != 0;
+    }();
     return supported;
 }
 
