@@ -81,6 +81,23 @@ TEST(PictureOutput, EverySavableElementGetsItsOwnPictureNamedAfterIt) {
         EXPECT_EQ(picture.channels, name == "Output.png" || mono ? 4 : 3) << name;
     }
 
+    // The light selects of the sample render add up to the beauty, so the default mix, written
+    // without alpha, looks like the beauty wherever the render is.
+    const test::ReadPicture beauty = test::readPicture(folder / "Output.png");
+    const test::ReadPicture mix = test::readPicture(folder / "Output_LightMix Interactive.png");
+    ASSERT_EQ(mix.values.size() / 3, beauty.values.size() / 4);
+    double difference = 0.0, brightness = 0.0;
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            for (int c = 0; c < 3; ++c) {
+                difference += std::abs(mix.at(x, y, c) - beauty.at(x, y, c));
+                brightness += mix.at(x, y, c);
+            }
+        }
+    }
+    EXPECT_LT(difference, 0.5 / 255 * 3 * kWidth * kHeight);
+    EXPECT_GT(brightness, 0.2 * 3 * kWidth * kHeight);
+
     // The single-channel elements hold their unmapped values, clamped and rounded to 8 bits.
     for (const auto& [file, channel] : {std::pair{"Output_Alpha.png", "A"}, std::pair{"Output_ZDepth.png", "ZDepth"}}) {
         const test::ReadPicture picture = test::readPicture(folder / file);
