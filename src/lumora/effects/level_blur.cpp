@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
+#include <type_traits>
 
 #include "lumora/effects/pixel_storage.hpp"
 #include "lumora/effects/row_loop.hpp"
@@ -62,22 +62,24 @@ void boxLines(const Float4* in, Lines li, Float4* out, Lines lo, int n, int r) {
 }
 
 // The two box passes of a triangular blur over count lines, four at a time: in -> scratch -> out.
-void triangleLines(const Float4* in, Float4* scratch, Float4* out, Lines lines, int count, int n, int r) {
+void triangleLines(const Float4* in, Lines li, Float4* scratch, Lines ls, Float4* out, Lines lo, int count, int n,
+                   int r) {
     int c = 0;
     for (; c + kLanes <= count; c += kLanes) {
-        const std::ptrdiff_t at = c * lines.line;
-        boxLines<kLanes>(in + at, lines, scratch + at, lines, n, r);
-        boxLines<kLanes>(scratch + at, lines, out + at, lines, n, r);
+        boxLines<kLanes>(in + c * li.line, li, scratch + c * ls.line, ls, n, r);
+        boxLines<kLanes>(scratch + c * ls.line, ls, out + c * lo.line, lo, n, r);
     }
     for (; c < count; ++c) {
-        const std::ptrdiff_t at = c * lines.line;
-        boxLines<1>(in + at, lines, scratch + at, lines, n, r);
-        boxLines<1>(scratch + at, lines, out + at, lines, n, r);
+        boxLines<1>(in + c * li.line, li, scratch + c * ls.line, ls, n, r);
+        boxLines<1>(scratch + c * ls.line, ls, out + c * lo.line, lo, n, r);
     }
 }
 
-// Vertical triangular blur of src into dst, in strips of kStripColumns columns copied into
-// contiguous line buffers (row by row, so that half floats convert a strip row at a time).
+template <class S>
+constexpr bool kFloatStorage = std::is_same_v<S, FloatPixels>;
+
+// Vertical triangular blur of src into dst, in strips of kStripColumns columns. Half floats are
+// copied into contiguous line buffers a strip row at a time; floats are read and written in place.
 template <class S>
 void blurColumns(BitmapView<const typename S::Pixel> src, BitmapView<typename S::Pixel> dst, int r, bool parallel) {
     const int width = src.width();
@@ -91,9 +93,17 @@ void blurColumns(BitmapView<const typename S::Pixel> src, BitmapView<typename S:
         for (auto s = static_cast<int>(s0); s < static_cast<int>(s1); ++s) {
             const int x0 = s * kStripColumns;
             const int m = std::min(kStripColumns, width - x0);
-            for (int y = 0; y < height; ++y) std::copy_n(S::view(src.row(y) + x0, scratch, m), m, a + y * kStripColumns);
-            triangleLines(a, b, a, Lines{1, kStripColumns}, m, height, r);
-            for (int y = 0; y < height; ++y) S::commit(a + y * kStripColumns, dst.row(y) + x0, m);
+            const Lines strip{1, kStripColumns};
+            if constexpr (kFloatStorage<S>) {
+                triangleLines(src.row(0) + x0, Lines{1, src.stride()}, a, strip, dst.row(0) + x0,
+                              Lines{1, dst.stride()}, m, height, r);
+            } else {
+                for (int y = 0; y < height; ++y) {
+                    std::copy_n(S::view(src.row(y) + x0, scratch, m), m, a + y * kStripColumns);
+                }
+                triangleLines(a, strip, b, strip, a, strip, m, height, r);
+                for (int y = 0; y < height; ++y) S::commit(a + y * kStripColumns, dst.row(y) + x0, m);
+            }
         }
     });
 }
@@ -119,14 +129,22 @@ void blurRowsAndAccumulate(BitmapView<const typename S::Pixel> blurred, BitmapVi
         for (auto g = static_cast<int>(g0); g < static_cast<int>(g1); ++g) {
             const int y0 = g * kLanes;
             const int rows = std::min(kLanes, height - y0);
-            for (int c = 0; c < rows; ++c) std::copy_n(S::view(blurred.row(y0 + c), b, width), width, in + c * width);
+            const Lines lines{width, 1};
             const Float4* v = in;
+            std::ptrdiff_t step = width;
+            if constexpr (kFloatStorage<S>) {
+                v = blurred.row(y0);  // read in place
+                step = blurred.stride();
+            } else {
+                for (int c = 0; c < rows; ++c) S::view(blurred.row(y0 + c), in + c * width, width);
+            }
             if (level.rx > 0) {
-                triangleLines(in, a, b, Lines{width, 1}, rows, width, level.rx);
+                triangleLines(v, Lines{step, 1}, a, lines, b, lines, rows, width, level.rx);
                 S::round(b, rows * width);
                 v = b;
+                step = width;
             }
-            for (int c = 0; c < rows; ++c, v += width) {
+            for (int c = 0; c < rows; ++c, v += step) {
                 Float4* acc = first ? o : S::edit(out.row(y0 + c), o, width);
                 if (first) std::fill_n(acc, width, zero);
                 if (level.mix == 0.f) {
