@@ -88,11 +88,10 @@ void scale(BitmapView<typename S::Pixel> out, float f, BitmapView<const typename
 // The intermediate images, reused from streak to streak and by the bloom.
 template <class P>
 struct Workspace {
-    ImageBuffer<P> bloom;    // the bloom image
     ImageBuffer<P> glare;    // the sum of the streaks
     ImageBuffer<P> blurred;  // the levels' blurred copies
     ImageBuffer<P> rotated;  // the turned bright image
-    ImageBuffer<P> streak;   // its blurred levels, before turning back
+    ImageBuffer<P> streak;   // its blurred levels before turning back; then the bloom image
 };
 
 // Writes the sum of the streaks to sum; all zero when there are none. False when cancelled.
@@ -155,14 +154,15 @@ bool bloomGlare(unsigned flags, BitmapView<typename S::Pixel> image, const PostP
     const int height = image.height();
     Workspace<typename S::Pixel> work;
     BitmapView<typename S::Pixel> b, g;
-    if (withBloom) {
-        const LevelBlurParams params{1.f, settings.colorShift, settings.colorIntensity, 1.21f};
-        b = work.bloom.shape(width, height);
-        if (!levelBlur<S>(image, b, work.blurred, params, parallel, [&] { return progress.advance(); })) return false;
-    }
+    // The glare goes first, so that the bloom can take the buffers of the streaks when they are done.
     if (withGlare) {
         g = work.glare.shape(width, height);
         if (!glare<S>(image, g, flags, settings, work, progress)) return false;
+    }
+    if (withBloom) {
+        const LevelBlurParams params{1.f, settings.colorShift, settings.colorIntensity, 1.21f};
+        b = work.streak.shape(width, height);
+        if (!levelBlur<S>(image, b, work.blurred, params, parallel, [&] { return progress.advance(); })) return false;
     }
     // The bright image is no longer needed: the effect image takes its place.
     if (withBloom && withGlare) {
