@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "lumora/effects/bloom_and_glare_operator.hpp"
 #include "lumora/effects/bloom_glare.hpp"
+#include "lumora/effects/image_buffer.hpp"
 #include "lumora/effects/image_rotation.hpp"
 #include "lumora/effects/level_blur.hpp"
 #include "lumora/effects/pixel_storage.hpp"
@@ -74,6 +78,74 @@ TEST(Rotation, BufferHoldsTheTurnedImageAndAZeroTurnOnlyShifts) {
             EXPECT_EQ(shifted(x, y).x(), inside ? image(x - 2, y - 2).x() : 0.f) << x << "," << y;
         }
     }
+}
+
+bool sameBits(const Bitmap<Float4>& a, const Bitmap<Float4>& b) {
+    return a.width() == b.width() && a.height() == b.height() &&
+           std::memcmp(a.data(), b.data(), a.size() * sizeof(Float4)) == 0;
+}
+
+Bitmap<Float4> noise(int width, int height) {
+    Bitmap<Float4> image(width, height);
+    std::uint32_t seed = 7u;
+    for (std::size_t i = 0; i < image.size(); ++i) {
+        float v[4];
+        for (float& lane : v) {
+            seed = seed * 1664525u + 1013904223u;
+            lane = static_cast<float>(seed >> 8) / 16777216.f * ((seed & 0x80u) != 0 ? 20.f : 1.f);
+        }
+        image.data()[i] = Float4(v[0], v[1], v[2], v[3]);
+    }
+    return image;
+}
+
+// The level blur filters several lines side by side; every line must get exactly the values of
+// plain box passes over it alone, including the lines left over after the groups.
+TEST(LevelBlur, EqualsBoxPassesDownEachColumnThenAlongEachRow) {
+    const int width = 37, height = 23;  // levels 5 to 8 have radii 1, 2, 4 and 9
+    const Bitmap<Float4> image = noise(width, height);
+    const LevelBlurParams params{0.6f, 0.25f, 0.3f, 1.21f};
+    Bitmap<Float4> expected(width, height);
+    std::vector<Float4> line, scratch;
+    const auto triangle = [&](int r) {
+        scratch.resize(line.size());
+        boxPass(line.data(), scratch.data(), static_cast<int>(line.size()), r);
+        boxPass(scratch.data(), line.data(), static_cast<int>(line.size()), r);
+    };
+    for (const BlurLevel& level : makeBlurLevels(width, height, params)) {
+        if (level.ry == 0) continue;
+        Bitmap<Float4> blurred = image;
+        for (int x = 0; x < width; ++x) {
+            line.resize(static_cast<std::size_t>(height));
+            for (int y = 0; y < height; ++y) line[static_cast<std::size_t>(y)] = blurred(x, y);
+            triangle(level.ry);
+            for (int y = 0; y < height; ++y) blurred(x, y) = line[static_cast<std::size_t>(y)];
+        }
+        const Float4 tint = Float4(level.color.r, level.color.g, level.color.b, 0.f) * Float4(level.mix);
+        for (int y = 0; y < height; ++y) {
+            line.assign(blurred.row(y), blurred.row(y) + width);
+            if (level.rx > 0) triangle(level.rx);
+            for (int x = 0; x < width; ++x) {
+                const Float4 b = line[static_cast<std::size_t>(x)];
+                const Float4 tinted = Float4(1.f - level.mix) * b + tint * Float4(std::max({b.x(), b.y(), b.z()}));
+                expected(x, y) = expected(x, y) + Float4(level.weight) * (level.mix == 0.f ? b : tinted);
+            }
+        }
+    }
+    Bitmap<Float4> out(width, height, Float4(5.f));  // whatever was there before is overwritten
+    ImageBuffer<Float4> buffer;
+    ASSERT_TRUE(levelBlur<FloatPixels>(image.view(), out.view(), buffer, params, true, {}));
+    EXPECT_TRUE(sameBits(out, expected));
+}
+
+TEST(Rotation, AddingTheTurnedImageEqualsAddingItAfterwards) {
+    const Bitmap<Float4> image = noise(31, 17);
+    const Bitmap<Float4> base = noise(40, 36);
+    const Bitmap<Float4> turned = rotateImage<FloatPixels>(image, 33.f, 40, 36, true);
+    Bitmap<Float4> expected = base, added = base;
+    for (std::size_t i = 0; i < expected.size(); ++i) expected.data()[i] = expected.data()[i] + turned.data()[i];
+    rotateImage<FloatPixels>(image.view(), 33.f, added.view(), true, true);
+    EXPECT_TRUE(sameBits(added, expected));
 }
 
 TEST(BloomGlare, ThresholdAboveEveryPixelGivesABlackLayer) {

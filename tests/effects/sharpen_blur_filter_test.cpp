@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
+#include <tuple>
 #include <vector>
 
 #include "lumora/effects/extended_box.hpp"
@@ -56,6 +59,56 @@ TEST(ExtendedBoxPass, EqualsTheWeightedSumWithClampedIndices) {
         const double expected = beta * (at(i - 1) + at(i) + at(i + 1)) + box.edgeWeight * (at(i - 2) + at(i + 2));
         EXPECT_NEAR(out[static_cast<std::size_t>(i)].x(), expected, 1e-5) << i;
         EXPECT_NEAR(out[static_cast<std::size_t>(i)].y(), 1.f, 1e-6f) << i;
+    }
+}
+
+bool sameBits(const Float4& a, const Float4& b) {
+    for (int c = 0; c < 4; ++c) {
+        if (std::bit_cast<std::uint32_t>(a[c]) != std::bit_cast<std::uint32_t>(b[c])) return false;
+    }
+    return true;
+}
+
+// The blur filters several lines side by side; every line must get exactly the values of a plain
+// pass over it alone, including the lines left over after the groups and the borders' clamping.
+TEST(ExtendedBoxBlur, EqualsPassesOverEachRowThenEachColumn) {
+    for (const auto& [width, height, radius] : {std::tuple{13, 9, 6.f}, {6, 11, 2.f}, {23, 7, 1.33f}}) {
+        const Bitmap<Float4> image = pattern(width, height);
+        const BoxParameters box = BoxParameters::fromRadius(radius, 1, width, height);
+        for (const bool clamp : {false, true}) {
+            Bitmap<Float4> expected = image;
+            std::vector<Float4> line, scratch;
+            const auto fourPasses = [&](int n) {
+                scratch.resize(line.size());
+                for (int pass = 0; pass < 4; ++pass) {
+                    extendedBoxPass(line.data(), scratch.data(), n, box);
+                    std::swap(line, scratch);
+                }
+            };
+            for (int y = 0; y < height; ++y) {
+                line.assign(expected.row(y), expected.row(y) + width);
+                if (clamp) {
+                    for (Float4& p : line) p = min(p, Float4(1.f));
+                }
+                fourPasses(width);
+                std::copy(line.begin(), line.end(), expected.row(y));
+            }
+            for (int x = 0; x < width; ++x) {
+                line.resize(static_cast<std::size_t>(height));
+                for (int y = 0; y < height; ++y) line[static_cast<std::size_t>(y)] = expected(x, y);
+                fourPasses(height);
+                for (int y = 0; y < height; ++y) expected(x, y) = line[static_cast<std::size_t>(y)];
+            }
+            Bitmap<Float4> inPlace = image;
+            extendedBoxBlur(inPlace.view(), inPlace.view(), box, clamp);
+            const Bitmap<Float4> copied = extendedBoxBlur(image, box, clamp);
+            for (int y = 0; y < height; ++y) {
+                for (int x = 0; x < width; ++x) {
+                    ASSERT_TRUE(sameBits(copied(x, y), expected(x, y))) << width << "x" << height << " " << x << "," << y;
+                    ASSERT_TRUE(sameBits(inPlace(x, y), expected(x, y))) << width << "x" << height << " " << x << "," << y;
+                }
+            }
+        }
     }
 }
 

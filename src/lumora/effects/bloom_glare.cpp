@@ -1,8 +1,9 @@
 #include "lumora/effects/bloom_glare.hpp"
 
 #include <algorithm>
-#include <optional>
+#include <vector>
 
+#include "lumora/effects/image_buffer.hpp"
 #include "lumora/effects/image_rotation.hpp"
 #include "lumora/effects/level_blur.hpp"
 #include "lumora/effects/pixel_storage.hpp"
@@ -35,77 +36,111 @@ private:
 
 // Applies f(Float4&) to every pixel of the image, in place.
 template <class S, class F>
-void forEachPixel(Bitmap<typename S::Pixel>& image, bool parallel, F f) {
+void forEachPixel(BitmapView<typename S::Pixel> image, bool parallel, F f) {
     const int width = image.width();
     forLineRanges(parallel, image.height(), kRowGrain, [&](std::int64_t y0, std::int64_t y1) {
-        std::vector<Float4> scratch(static_cast<std::size_t>(width));
+        Float4* scratch = lineBuffer(0, static_cast<std::size_t>(width));
         for (auto y = static_cast<int>(y0); y < static_cast<int>(y1); ++y) {
-            Float4* line = S::edit(image.row(y), scratch.data(), width);
+            Float4* line = S::edit(image.row(y), scratch, width);
             for (int x = 0; x < width; ++x) f(line[x]);
             S::commit(line, image.row(y), width);
         }
     });
 }
 
-// a = fa * a + fb * b, pixel by pixel.
+// out = fa * a + fb * b, pixel by pixel.
 template <class S>
-void combine(Bitmap<typename S::Pixel>& a, float fa, const Bitmap<typename S::Pixel>& b, float fb, bool parallel) {
-    const int width = a.width();
+void combine(BitmapView<typename S::Pixel> out, float fa, BitmapView<const typename S::Pixel> a, float fb,
+             BitmapView<const typename S::Pixel> b, bool parallel) {
+    const int width = out.width();
     const Float4 wa(fa), wb(fb);
-    forLineRanges(parallel, a.height(), kRowGrain, [&](std::int64_t y0, std::int64_t y1) {
-        std::vector<Float4> sa(static_cast<std::size_t>(width)), sb(sa.size());
+    forLineRanges(parallel, out.height(), kRowGrain, [&](std::int64_t y0, std::int64_t y1) {
+        Float4* sa = lineBuffer(0, static_cast<std::size_t>(width));
+        Float4* sb = lineBuffer(1, static_cast<std::size_t>(width));
+        Float4* so = lineBuffer(2, static_cast<std::size_t>(width));
         for (auto y = static_cast<int>(y0); y < static_cast<int>(y1); ++y) {
-            Float4* la = S::edit(a.row(y), sa.data(), width);
-            const Float4* lb = S::view(b.row(y), sb.data(), width);
-            for (int x = 0; x < width; ++x) la[x] = wa * la[x] + wb * lb[x];
-            S::commit(la, a.row(y), width);
+            const Float4* la = S::view(a.row(y), sa, width);
+            const Float4* lb = S::view(b.row(y), sb, width);
+            Float4* lo = S::target(out.row(y), so);
+            for (int x = 0; x < width; ++x) lo[x] = wa * la[x] + wb * lb[x];
+            S::commit(lo, out.row(y), width);
         }
     });
 }
 
+// out = f * a, pixel by pixel.
 template <class S>
-std::optional<Bitmap<typename S::Pixel>> bloom(const Bitmap<typename S::Pixel>& bright,
-                                               const PostProcessData::BloomGlare& settings, bool parallel,
-                                               ProgressCounter& progress) {
-    const LevelBlurParams params{1.f, settings.colorShift, settings.colorIntensity, 1.21f};
-    return levelBlur<S>(bright, params, parallel, [&] { return progress.advance(); });
+void scale(BitmapView<typename S::Pixel> out, float f, BitmapView<const typename S::Pixel> a, bool parallel) {
+    const int width = out.width();
+    const Float4 w(f);
+    forLineRanges(parallel, out.height(), kRowGrain, [&](std::int64_t y0, std::int64_t y1) {
+        Float4* sa = lineBuffer(0, static_cast<std::size_t>(width));
+        Float4* so = lineBuffer(2, static_cast<std::size_t>(width));
+        for (auto y = static_cast<int>(y0); y < static_cast<int>(y1); ++y) {
+            const Float4* la = S::view(a.row(y), sa, width);
+            Float4* lo = S::target(out.row(y), so);
+            for (int x = 0; x < width; ++x) lo[x] = w * la[x];
+            S::commit(lo, out.row(y), width);
+        }
+    });
 }
 
-// The sum of the streaks; an all-zero image when there are none.
+// The intermediate images, reused from streak to streak and by the bloom.
+template <class P>
+struct Workspace {
+    ImageBuffer<P> glare;    // the sum of the streaks
+    ImageBuffer<P> blurred;  // the levels' blurred copies
+    ImageBuffer<P> rotated;  // the turned bright image
+    ImageBuffer<P> streak;   // its blurred levels before turning back; then the bloom image
+};
+
+// Writes the sum of the streaks to sum; all zero when there are none. False when cancelled.
 template <class S>
-std::optional<Bitmap<typename S::Pixel>> glare(const Bitmap<typename S::Pixel>& bright, unsigned flags,
-                                               const PostProcessData::BloomGlare& settings,
-                                               ProgressCounter& progress) {
+bool glare(BitmapView<const typename S::Pixel> bright, BitmapView<typename S::Pixel> sum, unsigned flags,
+           const PostProcessData::BloomGlare& settings, Workspace<typename S::Pixel>& work,
+           ProgressCounter& progress) {
     using P = typename S::Pixel;
     const bool parallel = (flags & ImageOperatorsFlag::Parallel) != 0;
     const int width = bright.width();
     const int height = bright.height();
     const LevelBlurParams params{0.4f * settings.streakBlur, settings.colorShift, settings.colorIntensity, 0.4f};
-    std::optional<Bitmap<P>> sum;
+    if (settings.streakCount <= 0) {
+        for (int y = 0; y < height; ++y) std::fill_n(sum.row(y), width, P());
+        return true;
+    }
+    std::vector<Pixel> sizes;
+    std::size_t largest = 0;
     for (int i = 0; i < settings.streakCount; ++i) {
         const float angle = static_cast<float>(i) * (180.f / static_cast<float>(settings.streakCount)) +
                             settings.rotation;
-        const Pixel size = (flags & ImageOperatorsFlag::ImageSizeStreaks) != 0
-                               ? Pixel{width, height}
-                               : rotatedBufferSize(width, height, angle);
-        const Bitmap<P> rotated = rotateImage<S>(bright, angle, size.x, size.y, parallel);
-        if (progress.advance()) return std::nullopt;
-        auto streak = levelBlur<S>(rotated, params, parallel, [&] { return progress.advance(); });
-        if (!streak) return std::nullopt;
-        Bitmap<P> back = rotateImage<S>(*streak, -angle, width, height, parallel);
-        if (progress.advance()) return std::nullopt;
-        if (sum) {
-            combine<S>(*sum, 1.f, back, 1.f, parallel);
-        } else {
-            sum = std::move(back);
-        }
+        sizes.push_back((flags & ImageOperatorsFlag::ImageSizeStreaks) != 0 ? Pixel{width, height}
+                                                                             : rotatedBufferSize(width, height, angle));
+        largest = std::max(largest, static_cast<std::size_t>(sizes.back().x) * static_cast<std::size_t>(sizes.back().y));
     }
-    if (!sum) sum = Bitmap<P>(width, height);
-    return sum;
+    // Allocated once at the largest streak's size rather than grown streak by streak.
+    work.rotated.reserve(largest);
+    work.streak.reserve(largest);
+    work.blurred.reserve(largest);
+    for (int i = 0; i < settings.streakCount; ++i) {
+        const float angle = static_cast<float>(i) * (180.f / static_cast<float>(settings.streakCount)) +
+                            settings.rotation;
+        const Pixel size = sizes[static_cast<std::size_t>(i)];
+        const BitmapView<P> rotated = work.rotated.shape(size.x, size.y);
+        rotateImage<S>(bright, angle, rotated, false, parallel);
+        if (progress.advance()) return false;
+        const BitmapView<P> streak = work.streak.shape(size.x, size.y);
+        if (!levelBlur<S>(rotated, streak, work.blurred, params, parallel, [&] { return progress.advance(); })) {
+            return false;
+        }
+        rotateImage<S>(streak, -angle, sum, i > 0, parallel);
+        if (progress.advance()) return false;
+    }
+    return true;
 }
 
+// Turns the picture into its effect image, in place.
 template <class S>
-bool bloomGlare(unsigned flags, Bitmap<typename S::Pixel>& image, const PostProcessData::BloomGlare& settings,
+bool bloomGlare(unsigned flags, BitmapView<typename S::Pixel> image, const PostProcessData::BloomGlare& settings,
                 ProgressCounter& progress) {
     const bool parallel = (flags & ImageOperatorsFlag::Parallel) != 0;
     const Float4 threshold(settings.threshold);
@@ -115,18 +150,27 @@ bool bloomGlare(unsigned flags, Bitmap<typename S::Pixel>& image, const PostProc
     const float bloomFactor = 0.001f * settings.bloomIntensity;
     const bool withBloom = settings.bloomIntensity > 0.f;
     const bool withGlare = settings.glareIntensity > 0.f;
-    std::optional<Bitmap<typename S::Pixel>> b, g;
-    if (withBloom && !(b = bloom<S>(image, settings, parallel, progress))) return false;
-    if (withGlare && !(g = glare<S>(image, flags, settings, progress))) return false;
+    const int width = image.width();
+    const int height = image.height();
+    Workspace<typename S::Pixel> work;
+    BitmapView<typename S::Pixel> b, g;
+    // The glare goes first, so that the bloom can take the buffers of the streaks when they are done.
+    if (withGlare) {
+        g = work.glare.shape(width, height);
+        if (!glare<S>(image, g, flags, settings, work, progress)) return false;
+    }
+    if (withBloom) {
+        const LevelBlurParams params{1.f, settings.colorShift, settings.colorIntensity, 1.21f};
+        b = work.streak.shape(width, height);
+        if (!levelBlur<S>(image, b, work.blurred, params, parallel, [&] { return progress.advance(); })) return false;
+    }
+    // The bright image is no longer needed: the effect image takes its place.
     if (withBloom && withGlare) {
-        combine<S>(*g, glareFactor, *b, bloomFactor, parallel);
-        image = std::move(*g);
+        combine<S>(image, glareFactor, g, bloomFactor, b, parallel);
     } else if (withBloom) {
-        image = std::move(*b);
-        forEachPixel<S>(image, parallel, [f = Float4(bloomFactor)](Float4& p) { p = f * p; });
+        scale<S>(image, bloomFactor, b, parallel);
     } else {
-        image = std::move(*g);
-        forEachPixel<S>(image, parallel, [f = Float4(glareFactor)](Float4& p) { p = f * p; });
+        scale<S>(image, glareFactor, g, parallel);
     }
     return true;
 }
@@ -160,10 +204,11 @@ bool applyBloomGlare(unsigned flags, Bitmap<Float4>& image, const PostProcessDat
     ProgressCounter counter(progress, workUnits(settings));
     if (counter.cancelled()) return false;
     if (!settings.halfFloat || !supportsHalfConversion()) {
-        return bloomGlare<FloatPixels>(flags, image, settings, counter);
+        return bloomGlare<FloatPixels>(flags, image.view(), settings, counter);
     }
     const int width = image.width();
-    Bitmap<Half4> halves(width, image.height());
+    ImageBuffer<Half4> storage;
+    const BitmapView<Half4> halves = storage.shape(width, image.height());
     for (int y = 0; y < image.height(); ++y) floatToHalf(image.row(y), halves.row(y), width);
     if (!bloomGlare<HalfPixels>(flags, halves, settings, counter)) return false;
     for (int y = 0; y < image.height(); ++y) halfToFloat(halves.row(y), image.row(y), width);

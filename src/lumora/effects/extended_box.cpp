@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -13,10 +14,10 @@
 namespace lumora {
 namespace {
 
-constexpr std::int64_t kRowGrain = 8;
-constexpr int kGroupColumns = 3;
-constexpr std::int64_t kGroupGrain = 4;
-constexpr int kPasses = 4;
+// Lines filtered side by side.
+constexpr int kLanes = 4;
+constexpr std::int64_t kRowGroupGrain = 3;    // tasks of 12 rows
+constexpr std::int64_t kColumnGroupGrain = 4;  // tasks of 16 columns
 
 // Four lanes of double: the running sums do not drift along long lines.
 #if defined(__SSE2__)
@@ -68,17 +69,96 @@ struct Sum4 {
 };
 #endif
 
-// Four passes over a line: in -> scratch -> out -> scratch -> out; in may equal out.
-void fourPasses(const Float4* in, Float4* out, Float4* scratch, int n, const BoxParameters& box) {
-    extendedBoxPass(in, scratch, n, box);
-    extendedBoxPass(scratch, out, n, box);
-    extendedBoxPass(out, scratch, n, box);
-    extendedBoxPass(scratch, out, n, box);
+// One pass over L lines of n values at once; every line gets exactly the sums of a pass over it
+// alone. in and out must not overlap.
+template <int L>
+void passLines(const Float4* in, Lines li, Float4* out, Lines lo, int n, const BoxParameters& box) {
+    if (n <= 0) return;
+    const int k = box.k;
+    const double edge = box.edgeWeight;
+    const double inner = box.innerRemainder;
+    const double full = edge + inner;
+    const auto at = [&](int c, int j) -> const Float4& { return in[c * li.line + std::clamp(j, 0, n - 1) * li.step]; };
+    const auto put = [&](int c, int i, const Float4& v) { out[c * lo.line + i * lo.step] = v; };
+
+    // The window of output 0: taps -k-1 .. 0 all read element 0.
+    Sum4 sum[L];
+    for (int c = 0; c < L; ++c) {
+        sum[c].add((k + 1) * full + edge, at(c, 0));
+        for (int j = 1; j <= k; ++j) sum[c].add(full, at(c, j));
+        sum[c].add(edge, at(c, k + 1));
+        put(c, 0, sum[c].toFloat());
+    }
+
+    // Moving from output i to i + 1: tap i+k+2 enters at the edge weight, tap i+k+1 grows from
+    // the edge weight to the full one, tap i-k shrinks to the edge weight and tap i-k-1 leaves.
+    // Between first and last no index needs clamping.
+    const int first = std::min(k + 1, n - 1);
+    const int last = std::min(std::max(k + 1, n - k - 2), n - 1);
+    const auto clamped = [&](int from, int to) {
+        for (int i = from; i < to; ++i) {
+            for (int c = 0; c < L; ++c) {
+                sum[c].addDifference(edge, at(c, i + k + 2), at(c, i - k - 1));
+                sum[c].addDifference(inner, at(c, i + k + 1), at(c, i - k));
+                put(c, i + 1, sum[c].toFloat());
+            }
+        }
+    };
+    clamped(0, first);
+    for (int i = first; i < last; ++i) {
+        const Float4* x = in + i * li.step;
+        Float4* y = out + (i + 1) * lo.step;
+        for (int c = 0; c < L; ++c) {
+            const Float4* xc = x + c * li.line;
+            sum[c].addDifference(edge, xc[(k + 2) * li.step], xc[-(k + 1) * li.step]);
+            sum[c].addDifference(inner, xc[(k + 1) * li.step], xc[-k * li.step]);
+            y[c * lo.line] = sum[c].toFloat();
+        }
+    }
+    clamped(std::max(first, last), n - 1);
 }
 
-void clampToOne(Float4* line, int n) {
-    const Float4 one(1.f);
-    for (int i = 0; i < n; ++i) line[i] = min(line[i], one);
+// Four passes along L rows from y on: src -> scratch -> dst -> scratch -> dst; dst may be src.
+// With clamp the rows are first copied with every component replaced by min(value, 1).
+template <int L>
+void blurRows(BitmapView<const Float4> src, BitmapView<Float4> dst, int y, const BoxParameters& box, bool clamp) {
+    const int width = src.width();
+    const std::size_t count = static_cast<std::size_t>(L) * static_cast<std::size_t>(width);
+    const Lines lines{width, 1};
+    Float4* scratch = lineBuffer(0, count);
+    const Float4* in = src.row(y);
+    Lines inLines{src.stride(), 1};
+    if (clamp) {
+        Float4* clamped = lineBuffer(1, count);
+        const Float4 one(1.f);
+        for (int c = 0; c < L; ++c) {
+            for (int x = 0; x < width; ++x) clamped[c * width + x] = min(in[c * src.stride() + x], one);
+        }
+        in = clamped;
+        inLines = lines;
+    }
+    Float4* out = dst.row(y);
+    const Lines outLines{dst.stride(), 1};
+    passLines<L>(in, inLines, scratch, lines, width, box);
+    passLines<L>(scratch, lines, out, outLines, width, box);
+    passLines<L>(out, outLines, scratch, lines, width, box);
+    passLines<L>(scratch, lines, out, outLines, width, box);
+}
+
+// Four passes down L columns from x on, in place, through two strips of scratch lines.
+template <int L>
+void blurColumns(BitmapView<Float4> image, int x, const BoxParameters& box) {
+    const int height = image.height();
+    const std::size_t count = static_cast<std::size_t>(L) * static_cast<std::size_t>(height);
+    const Lines columns{1, image.stride()};
+    const Lines strip{1, L};
+    Float4* a = lineBuffer(0, count);
+    Float4* b = lineBuffer(1, count);
+    Float4* p = image.row(0) + x;
+    passLines<L>(p, columns, a, strip, height, box);
+    passLines<L>(a, strip, b, strip, height, box);
+    passLines<L>(b, strip, a, strip, height, box);
+    passLines<L>(a, strip, p, columns, height, box);
 }
 
 }  // namespace
@@ -103,75 +183,50 @@ BoxParameters BoxParameters::fromRadius(float radius, std::int32_t scale, int wi
 }
 
 void extendedBoxPass(const Float4* in, Float4* out, int n, const BoxParameters& box) {
-    if (n <= 0) return;
-    const int k = box.k;
-    const double edge = box.edgeWeight;
-    const double inner = box.innerRemainder;
-    const double full = edge + inner;
-    const auto at = [&](int j) -> const Float4& { return in[std::clamp(j, 0, n - 1)]; };
+    passLines<1>(in, Lines{0, 1}, out, Lines{0, 1}, n, box);
+}
 
-    // The window of output 0: taps -k-1 .. 0 all read in[0].
-    Sum4 sum;
-    sum.add((k + 1) * full + edge, in[0]);
-    for (int j = 1; j <= k; ++j) sum.add(full, at(j));
-    sum.add(edge, at(k + 1));
-    out[0] = sum.toFloat();
+void extendedBoxBlur(BitmapView<const Float4> src, BitmapView<Float4> dst, const BoxParameters& box, bool clamp) {
+    const int width = src.width();
+    const int height = src.height();
+    LUMORA_ASSERT(dst.width() == width && dst.height() == height);
+    if (box.isIdentity()) {
+        const Float4 one(1.f);
+        for (int y = 0; y < height; ++y) {
+            const Float4* in = src.row(y);
+            Float4* out = dst.row(y);
+            for (int x = 0; x < width; ++x) out[x] = clamp ? min(in[x], one) : in[x];
+        }
+        return;
+    }
 
-    // Moving from output i to i + 1: tap i+k+2 enters at the edge weight, tap i+k+1 grows from
-    // the edge weight to the full one, tap i-k shrinks to the edge weight and tap i-k-1 leaves.
-    // Between first and last no index needs clamping.
-    const int first = k + 1;
-    const int last = std::max(first, n - k - 2);
-    const auto step = [&](int i, const Float4& enter, const Float4& grow, const Float4& shrink, const Float4& leave) {
-        sum.addDifference(edge, enter, leave);
-        sum.addDifference(inner, grow, shrink);
-        out[i + 1] = sum.toFloat();
-    };
-    int i = 0;
-    for (; i < std::min(first, n - 1); ++i) step(i, at(i + k + 2), at(i + k + 1), at(i - k), at(i - k - 1));
-    for (; i < std::min(last, n - 1); ++i) step(i, in[i + k + 2], in[i + k + 1], in[i - k], in[i - k - 1]);
-    for (; i < n - 1; ++i) step(i, at(i + k + 2), at(i + k + 1), at(i - k), at(i - k - 1));
+    // Lines go in groups of kLanes; the few left over at the end go one by one.
+    const auto groups = [](int lines) { return (lines + kLanes - 1) / kLanes; };
+    forLineRanges(true, groups(height), kRowGroupGrain, [&](std::int64_t g0, std::int64_t g1) {
+        for (auto g = static_cast<int>(g0); g < static_cast<int>(g1); ++g) {
+            int y = g * kLanes;
+            if (y + kLanes <= height) {
+                blurRows<kLanes>(src, dst, y, box, clamp);
+            } else {
+                for (; y < height; ++y) blurRows<1>(src, dst, y, box, clamp);
+            }
+        }
+    });
+    forLineRanges(true, groups(width), kColumnGroupGrain, [&](std::int64_t g0, std::int64_t g1) {
+        for (auto g = static_cast<int>(g0); g < static_cast<int>(g1); ++g) {
+            int x = g * kLanes;
+            if (x + kLanes <= width) {
+                blurColumns<kLanes>(dst, x, box);
+            } else {
+                for (; x < width; ++x) blurColumns<1>(dst, x, box);
+            }
+        }
+    });
 }
 
 Bitmap<Float4> extendedBoxBlur(const Bitmap<Float4>& image, const BoxParameters& box, bool clamp) {
-    const int width = image.width();
-    const int height = image.height();
-    Bitmap<Float4> rows(image);
-    if (box.isIdentity()) {
-        if (clamp) {
-            for (int y = 0; y < height; ++y) clampToOne(rows.row(y), width);
-        }
-        return rows;
-    }
-
-    forLineRanges(true, height, kRowGrain, [&](std::int64_t y0, std::int64_t y1) {
-        std::vector<Float4> scratch(static_cast<std::size_t>(width));
-        for (auto y = static_cast<int>(y0); y < static_cast<int>(y1); ++y) {
-            if (clamp) clampToOne(rows.row(y), width);
-            fourPasses(rows.row(y), rows.row(y), scratch.data(), width, box);
-        }
-    });
-
-    Bitmap<Float4> out(width, height);
-    const std::int64_t groups = (width + kGroupColumns - 1) / kGroupColumns;
-    forLineRanges(true, groups, kGroupGrain, [&](std::int64_t g0, std::int64_t g1) {
-        std::vector<Float4> columns(static_cast<std::size_t>(kGroupColumns) * static_cast<std::size_t>(height));
-        std::vector<Float4> scratch(static_cast<std::size_t>(height));
-        for (auto g = static_cast<int>(g0); g < static_cast<int>(g1); ++g) {
-            const int x0 = g * kGroupColumns;
-            const int m = std::min(kGroupColumns, width - x0);
-            for (int y = 0; y < height; ++y) {
-                for (int c = 0; c < m; ++c) columns[static_cast<std::size_t>(c * height + y)] = rows(x0 + c, y);
-            }
-            for (int c = 0; c < m; ++c) {
-                Float4* column = columns.data() + static_cast<std::size_t>(c) * static_cast<std::size_t>(height);
-                fourPasses(column, column, scratch.data(), height, box);
-            }
-            for (int y = 0; y < height; ++y) {
-                for (int c = 0; c < m; ++c) out(x0 + c, y) = columns[static_cast<std::size_t>(c * height + y)];
-            }
-        }
-    });
+    Bitmap<Float4> out(image.width(), image.height());
+    extendedBoxBlur(image.view(), out.view(), box, clamp);
     return out;
 }
 

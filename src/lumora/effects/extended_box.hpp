@@ -28,8 +28,11 @@ struct BoxParameters {
 // nearest end value; in and out must differ.
 void extendedBoxPass(const Float4* in, Float4* out, int n, const BoxParameters& box);
 
-// Four passes along the rows, then four down the columns (in groups of three), on the
-// scheduler. With clamp, every component is first replaced by min(value, 1).
+// Four passes along the rows, then four down the columns, on the scheduler, from src into dst
+// (same size; may be src itself). With clamp, every component is first replaced by min(value, 1).
+void extendedBoxBlur(BitmapView<const Float4> src, BitmapView<Float4> dst, const BoxParameters& box, bool clamp);
+
+// The same into a new bitmap.
 Bitmap<Float4> extendedBoxBlur(const Bitmap<Float4>& image, const BoxParameters& box, bool clamp);
 
 }  // namespace lumora

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <vector>
 
 #include "lumora/effects/pixel_storage.hpp"
 #include "lumora/effects/row_loop.hpp"
@@ -42,13 +41,12 @@ Pixel rotatedBufferSize(int width, int height, float angleDegrees) {
 }
 
 template <class S>
-Bitmap<typename S::Pixel> rotateImage(const Bitmap<typename S::Pixel>& src, float angleDegrees, int width, int height,
-                                      bool parallel) {
-    using P = typename S::Pixel;
-    Bitmap<P> dst(width, height);
+void rotateImage(BitmapView<const typename S::Pixel> src, float angleDegrees, BitmapView<typename S::Pixel> dst,
+                 bool add, bool parallel) {
+    const int width = dst.width();
+    const int height = dst.height();
     const int sw = src.width();
     const int sh = src.height();
-    if (sw < 2 || sh < 2) return dst;
 
     // Source position, in pixel-index units (a pixel's centre at its integer coordinates), of
     // the centre of destination pixel (0, 0), and its steps along a row and from row to row.
@@ -60,15 +58,19 @@ Bitmap<typename S::Pixel> rotateImage(const Bitmap<typename S::Pixel>& src, floa
     const float limitX = static_cast<float>(sw - 1);
     const float limitY = static_cast<float>(sh - 1);
 
+    const bool empty = sw < 2 || sh < 2;  // no source position lies strictly inside
+
     forLineRanges(parallel, height, kRowGrain, [&](std::int64_t y0, std::int64_t y1) {
-        std::vector<Float4> line(static_cast<std::size_t>(width));
+        Float4* line = lineBuffer(0, static_cast<std::size_t>(width));
+        Float4* sum = lineBuffer(1, static_cast<std::size_t>(width));
         Float4 pair[2];
+        const Float4 one(1.f);
         for (auto y = static_cast<int>(y0); y < static_cast<int>(y1); ++y) {
             float sx = originX - t.s * static_cast<float>(y);
             float sy = originY + t.c * static_cast<float>(y);
-            Float4* out = S::target(dst.row(y), line.data());
+            Float4* out = add ? line : S::target(dst.row(y), line);
             for (int x = 0; x < width; ++x, sx += t.c, sy += t.s) {
-                if (!(sx >= 0.f && sx < limitX && sy >= 0.f && sy < limitY)) {
+                if (empty || !(sx >= 0.f && sx < limitX && sy >= 0.f && sy < limitY)) {
                     out[x] = Float4(0.f);
                     continue;
                 }
@@ -86,12 +88,28 @@ Bitmap<typename S::Pixel> rotateImage(const Bitmap<typename S::Pixel>& src, floa
                 out[x] = Float4((1.f - fy) * (1.f - fx)) * s00 + Float4((1.f - fy) * fx) * s10 +
                          Float4(fy * (1.f - fx)) * s01 + Float4(fy * fx) * s11;
             }
+            if (add) {
+                // As if the turned image were stored and then added: 1 x dst + 1 x turned.
+                S::round(out, width);
+                Float4* acc = S::edit(dst.row(y), sum, width);
+                for (int x = 0; x < width; ++x) acc[x] = one * acc[x] + one * out[x];
+                out = acc;
+            }
             S::commit(out, dst.row(y), width);
         }
     });
+}
+
+template <class S>
+Bitmap<typename S::Pixel> rotateImage(const Bitmap<typename S::Pixel>& src, float angleDegrees, int width, int height,
+                                      bool parallel) {
+    Bitmap<typename S::Pixel> dst(width, height);
+    rotateImage<S>(src.view(), angleDegrees, dst.view(), false, parallel);
     return dst;
 }
 
+template void rotateImage<FloatPixels>(BitmapView<const Float4>, float, BitmapView<Float4>, bool, bool);
+template void rotateImage<HalfPixels>(BitmapView<const Half4>, float, BitmapView<Half4>, bool, bool);
 template Bitmap<Float4> rotateImage<FloatPixels>(const Bitmap<Float4>&, float, int, int, bool);
 template Bitmap<Half4> rotateImage<HalfPixels>(const Bitmap<Half4>&, float, int, int, bool);
 

@@ -15,9 +15,15 @@ namespace lumora {
 // the four turned corners, each rounded to the nearest integer, plus 4 pixels on each axis.
 Pixel rotatedBufferSize(int width, int height, float angleDegrees);
 
-// The source turned by -angle degrees into a width x height image with the same centre. Only
-// source positions strictly inside the last pixel row and column interpolate; every other
-// destination pixel is zero. Storage is FloatPixels or HalfPixels (pixel_storage.hpp).
+// The source turned by -angle degrees into dst, both about their centres; with add, the turned
+// image is added to dst instead (1 x dst + 1 x turned, the turned values rounded to the storage
+// first). Only source positions strictly inside the last pixel row and column interpolate; every
+// other destination pixel is zero. Storage is FloatPixels or HalfPixels (pixel_storage.hpp).
+template <class Storage>
+void rotateImage(BitmapView<const typename Storage::Pixel> src, float angleDegrees,
+                 BitmapView<typename Storage::Pixel> dst, bool add, bool parallel);
+
+// The same into a new width x height image.
 template <class Storage>
 Bitmap<typename Storage::Pixel> rotateImage(const Bitmap<typename Storage::Pixel>& src, float angleDegrees,
                                             int width, int height, bool parallel);

@@ -5,14 +5,13 @@
 
 #include <array>
 #include <functional>
-#include <optional>
 
+#include "lumora/effects/image_buffer.hpp"
+#include "lumora/effects/pixel_storage.hpp"
 #include "lumora/foundation/bitmap.hpp"
 #include "lumora/foundation/geometry.hpp"
 
 namespace lumora {
-
-class Float4;
 
 struct BlurLevel {
     int rx = 0;  // horizontal radius; 0 skips the horizontal blur
@@ -39,11 +38,12 @@ Rgb hueColor(float hue);
 // One box pass of width 2r + 1 over n values, zero outside the line; in and out must differ.
 void boxPass(const Float4* in, Float4* out, int n, int r);
 
-// The weighted sum of the blurred levels of src; nothing when cancelled() became true between
-// two levels. Storage is FloatPixels or HalfPixels (pixel_storage.hpp).
+// Writes the weighted sum of the blurred levels of src to out (same size), using scratch for the
+// blurred copies; false, with out unfinished, when cancelled() became true between two levels.
+// Storage is FloatPixels or HalfPixels (pixel_storage.hpp).
 template <class Storage>
-std::optional<Bitmap<typename Storage::Pixel>> levelBlur(const Bitmap<typename Storage::Pixel>& src,
-                                                         const LevelBlurParams& params, bool parallel,
-                                                         const std::function<bool()>& cancelled);
+bool levelBlur(BitmapView<const typename Storage::Pixel> src, BitmapView<typename Storage::Pixel> out,
+               ImageBuffer<typename Storage::Pixel>& scratch, const LevelBlurParams& params, bool parallel,
+               const std::function<bool()>& cancelled);
 
 }  // namespace lumora

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "lumora/effects/extended_box.hpp"
+#include "lumora/effects/image_buffer.hpp"
 #include "lumora/effects/row_loop.hpp"
 
 namespace lumora {
@@ -29,12 +30,14 @@ void SharpenBlurFilter::apply(unsigned flags, Bitmap<Float4>& bitmap, std::int32
     scale = std::max(scale, 1);
     if (blurRadius > 0.f) {
         const auto box = BoxParameters::fromRadius(blurRadius, scale, bitmap.width(), bitmap.height());
-        bitmap = extendedBoxBlur(bitmap, box, false);
+        extendedBoxBlur(bitmap.view(), bitmap.view(), box, false);
     }
     if (!sharpens()) return;
 
     const auto box = BoxParameters::fromRadius(sharpenRadius, scale, bitmap.width(), bitmap.height());
-    const Bitmap<Float4> blurred = extendedBoxBlur(bitmap, box, true);
+    ImageBuffer<Float4> storage;
+    const BitmapView<Float4> blurred = storage.shape(bitmap.width(), bitmap.height());
+    extendedBoxBlur(bitmap.view(), blurred, box, true);
     const Float4 strength(sharpenStrength), zero(0.f), one(1.f);
     const int width = bitmap.width();
     forLineRanges((flags & Parallel) != 0, bitmap.height(), kRowGrain, [&](std::int64_t y0, std::int64_t y1) {
