@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "lumora/denoise/sample_variance.hpp"
+#include "lumora/foundation/scheduler.hpp"
 #include "synthetic_render.hpp"
 
 namespace lumora {
@@ -39,6 +42,30 @@ TEST(SampleVariance, IsNeverZeroNorNegativeAndTinyLanesBorrowTheLargest) {
         }
     }
     for (int lane = 0; lane < 4; ++lane) EXPECT_NEAR(average[lane], sum[lane] / 6.f, 1e-7f);
+}
+
+TEST(SampleVariance, MeanDoesNotDependOnTheThreads) {
+    // Variances over many orders of magnitude, so that the order of the additions shows.
+    const int width = 16, height = 600;
+    Bitmap<Float4> mean(width, height), squares(width, height);
+    const Bitmap<float> passes(width, height, 16.f);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const float excess = std::ldexp(1.f + 0.01f * float(x), (x * 7 + y * 13) % 60 - 40);
+            mean(x, y) = Float4(0.5f);
+            squares(x, y) = Float4(0.25f + excess, 0.25f + 2.f * excess, 0.25f, 0.f);
+        }
+    }
+    std::vector<Float4> results;
+    for (const int threads : {1, 2, 4, 2, 4}) {
+        scheduler::setWorkerCount(threads);
+        Bitmap<Float4> variance = squares;
+        results.push_back(computeSampleVariance(mean, variance, passes));
+    }
+    scheduler::setWorkerCount(0);
+    for (const Float4& r : results) {
+        EXPECT_TRUE(testing::sameBits(r, results[0])) << testing::describe(r) << " and " << testing::describe(results[0]);
+    }
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include "lumora/denoise/sample_variance.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <vector>
 
 #include "lumora/foundation/exception.hpp"
 #include "lumora/foundation/scheduler.hpp"
@@ -35,10 +37,12 @@ Float4 computeSampleVariance(const Bitmap<Float4>& mean, Bitmap<Float4>& squares
     LUMORA_ASSERT(passes.width() == width && passes.height() == height);
     if (mean.empty()) return Float4(0.f);
 
-    // Each task sums its rows in single precision; the tasks' sums meet in double precision so
-    // that the total hardly depends on how the rows were split among threads.
-    using Sum = std::array<double, 4>;
-    scheduler::PerThread<Sum> sums(Sum{});
+    // Each piece of rows sums in single precision; the pieces' sums then meet in double precision
+    // in the order of their first rows. The pieces depend only on the height, so the total is the
+    // same whichever threads ran them and in whatever order (per-thread accumulators would make
+    // it depend on the scheduling).
+    std::vector<Float4> pieceSums(static_cast<std::size_t>(height));
+    std::vector<char> pieceStarts(static_cast<std::size_t>(height), 0);
     scheduler::parallelFor(0, height, kVarianceRowsPerTask, [&](std::int64_t begin, std::int64_t end) {
         Float4 local(0.f);
         for (std::int64_t y = begin; y < end; ++y) {
@@ -50,14 +54,14 @@ Float4 computeSampleVariance(const Bitmap<Float4>& mean, Bitmap<Float4>& squares
                 local += s[x];
             }
         }
-        sums.local([&](Sum& sum) {
-            for (int i = 0; i < 4; ++i) sum[i] += local[i];
-        });
+        pieceSums[static_cast<std::size_t>(begin)] = local;
+        pieceStarts[static_cast<std::size_t>(begin)] = 1;
     });
-    Sum total{};
-    sums.forEach([&](const Sum& sum) {
-        for (int i = 0; i < 4; ++i) total[i] += sum[i];
-    });
+    std::array<double, 4> total{};
+    for (std::size_t y = 0; y < pieceSums.size(); ++y) {
+        if (!pieceStarts[y]) continue;
+        for (int i = 0; i < 4; ++i) total[std::size_t(i)] += pieceSums[y][i];
+    }
     const double count = double(width) * double(height);
     return Float4(float(total[0] / count), float(total[1] / count), float(total[2] / count),
                   float(total[3] / count));
