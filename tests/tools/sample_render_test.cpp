@@ -121,20 +121,6 @@ TEST(SampleRender, FileReadsBackAsLxrWithEveryElementRecordAndAttribute) {
     });
 }
 
-TEST(SampleRender, WithoutDenoisingDataKeepsOnlyColourAndRawElements) {
-    RenderOptions options = small(2);
-    options.denoisingData = false;
-    const ChannelImage image = renderLxr(options);
-    for (const std::string& name : image.listFloatChannelNames()) {
-        for (const char* feature : {"Sqr", "Visible", "Optix", "Hybrid"}) EXPECT_FALSE(name.starts_with(feature)) << name;
-    }
-    EXPECT_TRUE(image.hasRgb("Key") && image.hasRgba("") && image.hasRgb("Normals"));
-    for (const RenderElementInfo& info : image.getRenderElementInfos()) {
-        EXPECT_FALSE(info.hasFlag(RenderElementFlag::Denoised)) << info.name;
-        EXPECT_FALSE(info.type.tag == RenderElementTypeVariant::Tag::PrivateRenderElementType) << info.name;
-    }
-}
-
 // Per pixel: the light selects sum to the beauty, alpha is a coverage in [0, 1], the squared
 // companions are at least the squared means, and the weights are the pass counts.
 void expectConsistentPixels(const ChannelImage& image, int minPasses, int maxPasses) {
