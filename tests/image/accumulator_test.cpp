@@ -40,21 +40,19 @@ ChannelImage makeImage(const Bucket& window, const std::vector<std::pair<std::st
     return image;
 }
 
-void makeLxr(ChannelImage& image, int passes, int time, int raysPerSecond, float raysPerSample) {
+ChannelImage makeRgbImage(const Bucket& window, float value) {
+    return makeImage(window, {{"R", constant(value)}, {"G", constant(value)}, {"B", constant(value)}});
+}
+
+// An LXR render whose statistics are 10 (i + 1) passes, i + 1 seconds, 100 (i + 1) rays per second and
+// 1.5 + i rays per sample.
+ChannelImage makeLxrImage(const Bucket& window, int i = 0) {
+    ChannelImage image = makeRgbImage(window, 1.f);
     image.setAttribute(names::isLumoraExr, 1);
-    image.setAttribute(names::statsPasses, passes);
-    image.setAttribute(names::statsTime, time);
-    image.setAttribute(names::statsRaysPerSecond, raysPerSecond);
-    image.setAttribute(names::statsRaysPerSample, raysPerSample);
-}
-
-ChannelImage makeRgbImage(const Bucket& window, float value, const Bucket* display = nullptr) {
-    return makeImage(window, {{"R", constant(value)}, {"G", constant(value)}, {"B", constant(value)}}, display);
-}
-
-ChannelImage makeLxrImage(const Bucket& window, float value = 1.f) {
-    ChannelImage image = makeRgbImage(window, value);
-    makeLxr(image, 1, 1, 1, 1.f);
+    image.setAttribute(names::statsPasses, 10 * (i + 1));
+    image.setAttribute(names::statsTime, i + 1);
+    image.setAttribute(names::statsRaysPerSecond, 100 * (i + 1));
+    image.setAttribute(names::statsRaysPerSample, 1.5f + float(i));
     return image;
 }
 
@@ -308,11 +306,7 @@ TEST(AccumulatorTest, StatisticsAreSummedAndRaysPerSampleDividedByCount) {
     for (const auto& [inputs, raysPerSample] : {std::pair{1, 1.5f}, {2, 4.f}, {3, 7.5f / 2.f}}) {
         SCOPED_TRACE(inputs);
         Merge merge;
-        for (int i = 0; i < inputs; ++i) {
-            ChannelImage image = makeLxrImage(box(0, 0, 3, 3));
-            makeLxr(image, 10 * (i + 1), i + 1, 100 * (i + 1), 1.5f + float(i));
-            merge.accumulator.add(std::move(image), one);
-        }
+        for (int i = 0; i < inputs; ++i) merge.accumulator.add(makeLxrImage(box(0, 0, 3, 3), i), one);
         const ChannelImage result = merge.accumulator.finish();
         const int n = inputs * (inputs + 1) / 2;
         ASSERT_TRUE(isLumoraExr(result));
