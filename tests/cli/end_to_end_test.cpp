@@ -56,7 +56,6 @@ TEST_P(UserErrorTest, IsReportedOnStandardErrorWithTheHintAndStatusOne) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, UserErrorTest,
     testing::Values(
-        FailureCase{{}, "At least one input image path is expected."},
         FailureCase{{"--weights", "1;-2", "a.lxr", "out.png"}, "Argument \"weights\" expects some valid value."},
         FailureCase{{"--set", "Float colorMap.exposure = 1", "--help"},
                     "Error in.conf file 'Io::TextInputStream' (line 1) : Unknown property.\n Whole line : Float "

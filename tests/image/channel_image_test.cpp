@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "lumora/foundation/exception.hpp"
+#include "foundation/thrown_message.hpp"
 #include "lumora/foundation/text.hpp"
 #include "lumora/image/channel_image.hpp"
 #include "lumora/settings/text_scanner.hpp"
@@ -27,9 +27,7 @@ constexpr std::uint32_t kRaw = ElementFlag::RawData | kNoBloom | kNoGlare | Elem
 ChannelImage makeImage(const std::vector<std::string>& channels, int width = 2, int height = 2) {
     ChannelImage image;
     image.setAttribute(names::dataWindow, Bucket{{0, 0}, {width, height}});
-    for (const auto& name : channels) {
-        image.addChannel(std::make_unique<Channel<float>>(name, width, height));
-    }
+    for (const auto& name : channels) image.addChannel(std::make_unique<Channel<float>>(name, width, height));
     return image;
 }
 
@@ -54,14 +52,8 @@ std::string describe(const std::vector<ElementInfo>& elements) {
     return text;
 }
 
-void expectStop(const std::function<void()>& f) {
-    try {
-        f();
-        ADD_FAILURE() << "no exception";
-    } catch (const Exception& e) {
-        EXPECT_EQ(std::string(e.what()).rfind("STOP@", 0), 0u) << e.what();
-    }
-}
+// A broken internal rule stops the program with a message naming the place.
+void expectStop(const std::function<void()>& f) { EXPECT_TRUE(test::thrownMessage(f).starts_with("STOP@")); }
 
 TEST(Utf16Less, OrdersAsUtf16CodeUnits) {
     // U+1F600 is a surrogate pair in UTF-16 and so sorts before U+FF5E, unlike in UTF-8.
@@ -80,14 +72,6 @@ TEST(Utf16Less, OrdersAsUtf16CodeUnits) {
     EXPECT_EQ(names, byUtf16);
 }
 
-TEST(ChannelNames, DisplayNamesAreExact) {
-    EXPECT_EQ(fromDisplayName(toDisplayName("")), "");
-    EXPECT_EQ(fromDisplayName(toDisplayName("A")), "A");
-    EXPECT_EQ(fromDisplayName("beauty"), "beauty");
-    EXPECT_EQ(fromDisplayName("alpha"), "alpha");
-    EXPECT_EQ(squaredElementName(""), "SqrBeauty");
-}
-
 struct DiscoveryCase {
     std::string title;
     std::vector<std::string> channels;
@@ -99,10 +83,6 @@ TEST(ListElements, LayoutsAndFlags) {
     const std::vector<DiscoveryCase> cases{
         {"beauty with alpha", {"R", "G", "B", "A"}, {}, {{"", ElementLayout::Rgba, 0}, {"A", ElementLayout::Mono, kRaw}}},
         {"partial element", {"Diffuse.R", "Diffuse.G"}, {}, {{"Diffuse", ElementLayout::Invalid, kRaw}}},
-        {"beauty with an extra component",
-         {"R", "G", "B", "A", "Diffuse.R", "Diffuse.G", "Diffuse.B", "Diffuse.Z"},
-         {},
-         {{"", ElementLayout::Rgba, 0}, {"Diffuse", ElementLayout::Invalid, kRaw}, {"A", ElementLayout::Mono, kRaw}}},
         {"squared companions and denoised variants",
          concat({element(""), element("SqrBeauty"), element("Denoised"), element("Diffuse"), element("SqrDiffuse"),
                  element("DenoisedDiffuse"), element("Specular", "RGBA"), element("DenoisedSpecular")}),
@@ -162,9 +142,7 @@ TEST(ListElements, LayoutsAndFlags) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.title);
         ChannelImage image = makeImage(c.channels);
-        if (!c.records.empty()) {
-            image.setAttribute(names::elements, Str::getExportStringArray(c.records));
-        }
+        if (!c.records.empty()) image.setAttribute(names::elements, Str::getExportStringArray(c.records));
         EXPECT_EQ(describe(image.listElements()), describe(c.expected));
     }
 }
@@ -225,7 +203,7 @@ TEST(RenderElementInfos, ReadFindAndAdd) {
               "\"Key|LightSelect|ColorMapped\", \"Sun|LightSelect|ColorMapped\"");
 }
 
-TEST(ChannelImageModel, CopiesAreDeepAndExtractionMoves) {
+TEST(ChannelImageModel, CopiesAreDeep) {
     ChannelImage original = makeImage({"R"});
     original.setAttribute<std::string>("note", "a");
     ChannelImage copy(original);
@@ -239,16 +217,7 @@ TEST(ChannelImageModel, CopiesAreDeepAndExtractionMoves) {
     EXPECT_EQ(assigned.getChannel<float>("R")->data, (std::vector<float>{0.f, 0.f, 0.f, 7.f}));
     EXPECT_EQ(assigned.getAttribute<std::string>("note")->value, "b");
 
-    Channel<float> channel("Diffuse.R", 3, 2);
-    channel.at(2, 1) = 4.f;
-    auto extracted = channel.extract();
-    EXPECT_EQ(channel.getSize(), 0u);
-    EXPECT_EQ(extracted->getName(), "Diffuse.R");
-    EXPECT_EQ(dynamic_cast<Channel<float>&>(*extracted).at(2, 1), 4.f);
-
-    // Attributes compare by type and value, not by name; channels are looked up by type too.
-    EXPECT_TRUE(Attribute<int>("x", 1).equals(Attribute<int>("y", 1)));
-    EXPECT_FALSE(Attribute<int>("x", 1).equals(Attribute<float>("x", 1.f)));
+    // Channels are looked up by type too.
     original.addChannel(std::make_unique<Channel<unsigned int>>("Id", 3, 1));
     EXPECT_EQ(original.getChannel<float>("Id"), nullptr);
     EXPECT_NE(original.getChannel<unsigned int>("Id"), nullptr);
@@ -263,7 +232,6 @@ TEST(ChannelImageModel, LayoutsAndEnsure) {
     EXPECT_TRUE(image.hasLayout("Z", ElementLayout::Mono));
     EXPECT_FALSE(image.hasLayout("Key", ElementLayout::Mono));
     expectStop([&] { (void)image.hasLayout("", ElementLayout::Invalid); });
-    expectStop([&] { (void)image.hasLayout("", static_cast<ElementLayout>(9)); });
 
     image.getChannel<float>("R")->at(2, 1) = 3.f;
     image.ensureRgba("");
@@ -285,7 +253,6 @@ TEST(ChannelImageModel, CopyChannelDataWithStride) {
     image.copyChannelData("Z", ElementLayout::Mono, buffer.data(), 3);
     EXPECT_EQ(buffer, (std::vector<float>{1.f, 2.f, -1.f, 3.f, 4.f, -1.f}));
     expectStop([&] { image.copyChannelData("Key", ElementLayout::Rgb, buffer.data(), 3); });
-    expectStop([&] { image.copyChannelData("Key", ElementLayout::Invalid, buffer.data(), 3); });
 }
 
 TEST(ChannelImageModel, RecognisesLxr) {
@@ -369,7 +336,6 @@ TEST(BitmapExtraction, ColourVariantsSampleLikeMono) {
     ASSERT_EQ(rgba.height(), 6);
     EXPECT_EQ(rgba(9, 5).x(), 24.f);
     EXPECT_EQ(rgba(9, 5).w(), 324.f);
-    EXPECT_EQ(rgba(2, 1).y(), 101.f);
 
     ChannelImage copy = image;
     Bitmap<Float4> picture(5, 3, Float4(1.f, 2.f, 3.f, 4.f));
@@ -396,9 +362,9 @@ TEST(BitmapExtraction, NothingOutsideTheImage) {
     const Bucket whole{{0, 0}, {5, 3}};
     EXPECT_TRUE(image.extractMonoBitmap("missing", whole, 1.f).empty());
     EXPECT_TRUE(image.extractRgbBitmap("Key", whole, 1.f).empty());
-    EXPECT_TRUE(image.extractMonoBitmap("Z", whole, 0.f).empty());
-    EXPECT_TRUE(image.extractMonoBitmap("Z", whole, -2.f).empty());
-    EXPECT_TRUE(image.extractMonoBitmap("Z", whole, std::numeric_limits<float>::quiet_NaN()).empty());
+    for (float scale : {0.f, -2.f, std::numeric_limits<float>::quiet_NaN()}) {
+        EXPECT_TRUE(image.extractMonoBitmap("Z", whole, scale).empty());
+    }
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include "lumora/image/exr_saver.hpp"
 
 #include <OpenEXR/ImfInputFile.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <csignal>
@@ -116,24 +114,6 @@ TEST_P(ExrRoundTrip, ReadsBackAnEqualImage) {
 INSTANTIATE_TEST_SUITE_P(Threads, ExrRoundTrip, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "Multithreaded" : "CallingThread"; });
 
-TEST(ExrSaver, HalfChannelsAreWrittenBackAsEqualFloats) {
-    const fs::path folder = testFolder();
-    const RawChannel halfR{"R", Imf::HALF}, halfG{"G", Imf::HALF}, halfB{"B", Imf::HALF};
-    writeRaw(folder / "half.exr", Imf::Header(box(0, 0, 15, 9), box(0, 0, 15, 9)), {halfR, halfG, halfB});
-    auto image = ExrLoader().load(folder / "half.exr");
-    ASSERT_TRUE(image) << image.error();
-    ASSERT_EQ(ExrSaver().save(*image, folder / "float.exr"), true);
-
-    Imf::InputFile file((folder / "float.exr").c_str());
-    for (auto it = file.header().channels().begin(); it != file.header().channels().end(); ++it) {
-        EXPECT_EQ(it.channel().type, Imf::FLOAT) << it.name();
-    }
-    auto again = ExrLoader().load(folder / "float.exr");
-    ASSERT_TRUE(again) << again.error();
-    expectSameImage(*again, *image);
-    EXPECT_EQ(again->getChannel<float>("G")->data[17], static_cast<float>(half(floatValue(1, 17))));
-}
-
 TEST(ExrSaver, AttributeNamesAndTypesFollowTheHeader) {
     const fs::path path = testFolder() / "names.exr";
     ChannelImage image = makeImage(Bucket{{0, 0}, {4, 3}});
@@ -177,7 +157,7 @@ TEST(ExrSaver, RefusesTextsThatCannotBeWritten) {
     EXPECT_TRUE(folderEntries(folder).empty());
 }
 
-TEST(ExrSaver, FailedSaveKeepsTheEarlierFileAndLeavesNoOther) {
+TEST(ExrSaver, FailedOrInterruptedSaveKeepsTheEarlierFileAndLeavesNoOther) {
     const fs::path folder = testFolder();
     const fs::path path = folder / "out.lxr";
     ASSERT_EQ(ExrSaver().save(makeImage(Bucket{{0, 0}, {8, 8}}), path), true);
@@ -199,16 +179,9 @@ TEST(ExrSaver, FailedSaveKeepsTheEarlierFileAndLeavesNoOther) {
         }
     }
     EXPECT_EQ(folderEntries(folder), std::vector<std::string>{"out.lxr"});
-    EXPECT_EQ(readBytes(path), earlier);
-}
 
-TEST(ExrSaver, InterruptedSaveLeavesTheEarlierFileAndNoTemporaryOne) {
+    // Nor does a save that a signal interrupts.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const fs::path folder = testFolder();
-    const fs::path path = folder / "out.lxr";
-    ASSERT_EQ(ExrSaver().save(makeImage(Bucket{{0, 0}, {8, 8}}), path), true);
-    const std::vector<char> earlier = readBytes(path);
-
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         EXPECT_EXIT(
             {
@@ -234,15 +207,6 @@ TEST(ExrSaver, ReportsTargetsThatCannotBeCreated) {
     expectReason(folder / "no such folder" / "out.exr", "No such file or directory.");
     expectReason(folder / "plain.txt" / "out.exr", "Not a directory.");
     EXPECT_EQ(ExrSaver().save(image, folder).error().find("Cannot operate with image file"), 0u);
-
-    // Folder permissions do not bind the super-user.
-    if (::geteuid() != 0) {
-        const fs::path locked = folder / "locked";
-        fs::create_directory(locked);
-        ::chmod(locked.c_str(), 0555);
-        expectReason(locked / "out.exr", "Permission denied.");
-        ::chmod(locked.c_str(), 0755);
-    }
 }
 
 }  // namespace

