@@ -1,6 +1,7 @@
 #include "lumora/image/picture_saver.hpp"
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "exr_test_support.hpp"
@@ -109,6 +110,8 @@ TEST(PictureSaver, RequestedPixelFormatsAreWrittenWhereTheFormatHasThemAndRgbPic
     };
     for (const Case& c : {Case{"a.png", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
                           Case{"a.tif", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
+                          Case{"a.sgi", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
+                          Case{"a.iff", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
                           Case{"a.jp2", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
                           Case{"b.png", SavePixelFormat::Flt32LinearRgb, OIIO::TypeDesc::UINT16},
                           Case{"a.tga", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT8},
@@ -120,6 +123,30 @@ TEST(PictureSaver, RequestedPixelFormatsAreWrittenWhereTheFormatHasThemAndRgbPic
         EXPECT_EQ(read.type, c.type) << c.file;
         ASSERT_EQ(read.channels, 3) << c.file;
         EXPECT_NEAR(read.at(3, 2, 1), stored(bitmap(3, 2)[1], c.type), 1e-4f) << c.file;
+    }
+}
+
+TEST(PictureSaver, Jpeg2000FilesDecodeWithOpenJpegsOwnReader) {
+    if (std::system("command -v opj_decompress >/dev/null 2>&1") != 0) {
+        GTEST_SKIP() << "opj_decompress is not installed (scripts/setup-deps.sh installs it)";
+    }
+    const fs::path folder = testFolder();
+    const Bitmap<Float4> bitmap = gradient();
+    ASSERT_TRUE(saveImage(folder / "p.jp2", Picture{bitmap, true}, false, std::nullopt, {}));
+    const std::string command = "opj_decompress -i '" + (folder / "p.jp2").string() + "' -o '" +
+                                (folder / "p.raw").string() + "' >/dev/null 2>&1";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    // Raw output: one plane of 8-bit samples per component.
+    const std::vector<char> planes = readBytes(folder / "p.raw");
+    ASSERT_EQ(planes.size(), static_cast<std::size_t>(kWidth * kHeight * 4));
+    for (int c = 0; c < 4; ++c) {
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x) {
+                const auto byte = static_cast<unsigned char>(planes[static_cast<std::size_t>((c * kHeight + y) * kWidth + x)]);
+                EXPECT_EQ(byte, std::lround(stored(bitmap(x, y)[c], OIIO::TypeDesc::UINT8) * 255.f))
+                    << "pixel " << x << "," << y << " channel " << c;
+            }
+        }
     }
 }
 
