@@ -1,5 +1,5 @@
 // LUT files: the statuses of malformed files, a corpus in the styles that grading tools write,
-// the lookup and its extrapolation, the cache, and mutated files that must never crash.
+// the lookup and its extrapolation, and the cache. Arbitrary bytes are left to the LUT fuzzer.
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <sstream>
 
 #include "lumora/colormap/color_mapping.hpp"
@@ -211,44 +210,6 @@ TEST(LutFile, SecondLoadComesFromTheCacheAndFailuresReachTheMapping) {
     s.enabled = false;  // the table stays on
     s.lutPath = writeFile("dark.cube", "LUT_1D_SIZE 2\n0 0 0\n0 0 0\n");
     EXPECT_EQ(ColorMapping(s).apply(Float4(0.3f), 0, 0)[0], 0.f);
-}
-
-// Mutations of valid files: every one must end in a status, with allocations bounded by what
-// the file holds (AddressSanitizer reports anything else).
-TEST(LutFile, MutatedFilesNeverCrash) {
-    const std::vector<std::pair<std::string, std::string>> seeds{
-        {".cube", identityCube(3, "TITLE \"x\"\nDOMAIN_MIN 0 0 0\nDOMAIN_MAX 1 1 1\nLUT_1D_SIZE 4\n0 0 0\n0.3 0.3 0.3\n0.6 0.6 0.6\n1 1 1\n")},
-        {".3dl", identity3dl(3, 10, "3DMESH\nMesh 4 12\n")},
-    };
-    const std::vector<std::string> tokens{"LUT_3D_SIZE 2000000000", "LUT_1D_SIZE -1", "nan", "1e38", "-", "\n",
-                                          "DOMAIN_MAX 0 0 0", "LUT_3D_INPUT_RANGE 5 1", "99999999999", "\"", "#",
-                                          std::string(1, '\0'), "4096 4096 4096 4096"};
-    std::mt19937 random(7);
-    int successes = 0;
-    for (int i = 0; i < 2000; ++i) {
-        const auto& [extension, seed] = seeds[static_cast<std::size_t>(i) % seeds.size()];
-        std::string text = seed;
-        const int edits = 1 + static_cast<int>(random() % 4);
-        for (int e = 0; e < edits; ++e) {
-            const std::size_t at = random() % (text.size() + 1);
-            switch (random() % 4) {
-                case 0: text.insert(at, tokens[random() % tokens.size()]); break;
-                case 1: text.erase(at, random() % 12); break;
-                case 2: if (at < text.size()) text[at] = static_cast<char>(random() % 256); break;
-                default: text.resize(at); break;
-            }
-        }
-        Lut lut;
-        const fs::path path = writeFile("fuzz" + std::to_string(i) + extension, text);
-        const LutStatus status = lut.load(path, 1.f, 2.2f, kPlain | Lut::SqrtSpace);
-        fs::remove(path);
-        if (status == LutStatus::Success) {
-            ++successes;
-            const Float4 out = lut.apply(Float4(0.5f, 2.f, -1.f, 0.f));
-            EXPECT_TRUE(std::isfinite(out[0]) && std::isfinite(out[1]));
-        }
-    }
-    EXPECT_GT(successes, 0);  // some mutations stay valid and are applied
 }
 
 }  // namespace

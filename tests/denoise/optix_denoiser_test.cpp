@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "fake_gpu/fake_gpu.hpp"
+#include "foundation/thrown_message.hpp"
 #include "lumora/denoise/create_denoiser.hpp"
 #include "lumora/denoise/optix_denoiser.hpp"
 #include "lumora/foundation/exception.hpp"
@@ -120,14 +121,11 @@ TEST_F(OptixDenoiserTest, DenoisesEveryElementWithTheFeaturesAndAGpuMemoryLimit)
 
 TEST_F(OptixDenoiserTest, RefusesAnImageOfAnotherSizeThanTheFeatures) {
     OptixDenoiser denoiser(logger, gpuData());
-    try {
-        denoiser.denoise(picture(1.f, width - 1, height), {}, ElementId(RenderElement::Beauty), nullptr);
-        ADD_FAILURE() << "no exception";
-    } catch (const Exception& e) {
-        EXPECT_EQ(e.message(),
-                  "The NVIDIA AI denoiser cannot denoise an image of 4 x 3 pixels: its auxiliary denoising data have "
-                  "5 x 3 pixels.");
-    }
+    EXPECT_EQ(test::thrownMessage([&] {
+                  denoiser.denoise(picture(1.f, width - 1, height), {}, ElementId(RenderElement::Beauty), nullptr);
+              }),
+              "The NVIDIA AI denoiser cannot denoise an image of 4 x 3 pixels: its auxiliary denoising data have "
+              "5 x 3 pixels.");
 }
 
 struct FailureCase {

@@ -17,7 +17,7 @@ Bitmap<float> numbered(int width, int height) {
     return b;
 }
 
-TEST(Bitmap, ViewsAndCropsAddressTheSamePixelsAndClipToTheBitmap) {
+TEST(Bitmap, ViewsAndCropsAddressTheSamePixelsAndClipAndMovesLeaveNothingBehind) {
     Bitmap<float> b = numbered(5, 4);
     const BitmapView<float> v = b.view().subview({{1, 2}, {4, 4}});
     EXPECT_EQ(v.width(), 3);
@@ -34,6 +34,13 @@ TEST(Bitmap, ViewsAndCropsAddressTheSamePixelsAndClipToTheBitmap) {
     EXPECT_EQ(c(1, 1), 24.f);
     EXPECT_TRUE(b.crop({{4, 4}, {2, 2}}).empty());
     EXPECT_TRUE(b.view().subview({{-3, -3}, {-1, -1}}).empty());
+
+    // A moved-from bitmap is empty, its size included.
+    Bitmap<float> moved(std::move(b));
+    EXPECT_EQ(moved(3, 3), -1.f);
+    EXPECT_TRUE(b.empty() && b.width() == 0 && b.height() == 0);
+    b = std::move(moved);
+    EXPECT_TRUE(moved.empty() && moved.width() == 0 && b.size() == 20u);
 }
 
 TEST(RegionSampling, ExtentRoundsAsAskedAndSourcesStayInTheRegion) {

@@ -9,7 +9,7 @@
 namespace lumora {
 namespace {
 
-TEST(DynamicLibrary, GivesTheEntryPointsOfALoadedLibraryAndTheLoadersReasonOtherwise) {
+TEST(DynamicLibrary, GivesEntryPointsTheLoadersReasonAndFindsLibrariesWhereTheLoaderWould) {
     auto math = DynamicLibrary::open("libm.so.6");
     ASSERT_TRUE(math) << math.error();
     EXPECT_NE(math->symbol("cos"), nullptr);
@@ -18,10 +18,9 @@ TEST(DynamicLibrary, GivesTheEntryPointsOfALoadedLibraryAndTheLoadersReasonOther
     const auto missing = DynamicLibrary::open("/nonexistent/libnothing.so.1");
     ASSERT_FALSE(missing);
     EXPECT_NE(missing.error().find("libnothing.so.1"), std::string::npos) << missing.error();
-}
 
-TEST(DynamicLibrary, IsFindableWhereTheLoaderWouldLook) {
-    EXPECT_TRUE(dynamicLibraryFindable("libm.so.6"));  // in the loader's cache or folders
+    // Findable where the loader would look: its cache and folders, then LD_LIBRARY_PATH.
+    EXPECT_TRUE(dynamicLibraryFindable("libm.so.6"));
     EXPECT_FALSE(dynamicLibraryFindable("liblumora_absent.so.7"));
 
     const auto folder = std::filesystem::path(LUMORA_TEST_TMP) / ("libraries_" + std::to_string(::getpid()));

@@ -45,6 +45,11 @@ ChannelImage render(int width, int height, int passes, std::uint32_t seed, std::
     return sample::renderLxr(options);
 }
 
+ChannelImage without(ChannelImage image, const std::vector<std::string>& channels) {
+    for (const std::string& channel : channels) image.channels().erase(channel);
+    return image;
+}
+
 // The inputs of the runs, each made the first time a test asks for it.
 const std::map<std::string, std::function<ChannelImage()>>& inputMakers() {
     static const std::map<std::string, std::function<ChannelImage()>> makers{
@@ -55,18 +60,9 @@ const std::map<std::string, std::function<ChannelImage()>>& inputMakers() {
         {"big.lxr", [] { return render(80, 36, 8, 5); }},
         {"onepass.lxr", [] { return render(64, 36, 1, 6); }},
         {"nodata.lxr", [] { return render(64, 36, 8, 7, {}, false); }},
-        {"noweights.lxr",
-         [] {
-             auto image = render(64, 36, 8, 8);
-             image.channels().erase(names::weights);
-             return image;
-         }},
+        {"noweights.lxr", [] { return without(render(64, 36, 8, 8), {names::weights}); }},
         {"nonormals.lxr",
-         [] {
-             auto image = render(64, 36, 8, 10);
-             for (const char* c : {"R", "G", "B"}) image.channels().erase(std::string("VisibleNormals.") + c);
-             return image;
-         }},
+         [] { return without(render(64, 36, 8, 10), {"VisibleNormals.R", "VisibleNormals.G", "VisibleNormals.B"}); }},
         {"virtual.lxr",
          [] {
              auto image = render(64, 36, 8, 9);
@@ -148,13 +144,25 @@ std::string caseName(const testing::TestParamInfo<FailureCase>& info) { return i
 
 class EditorFailure : public testing::TestWithParam<FailureCase> {};
 
-TEST_P(EditorFailure, IsReportedAsAWholeMessageWithStatusOneAndWritesNothing) {
+TEST_P(EditorFailure, IsReportedAsAWholeMessageWithStatusOneAndLeavesEveryFileAsItWas) {
     ASSERT_TRUE(noGpuLibraries);
-    const Outcome outcome = runEditor(GetParam().arguments);
+    const auto& arguments = GetParam().arguments;
+    prepare(arguments);
+    // An earlier file of the output's name stays as it was.
+    const fs::path output = folder() / arguments.back();
+    const bool earlier = fs::exists(output.parent_path());
+    if (earlier) std::ofstream(output) << "earlier";
+    const std::vector<std::string> streams{"stdout.txt", "stderr.txt"};
+    const auto before = test::filesIn(folder(), streams);
+
+    const Outcome outcome = test::runProgram(LUMORA_EDITOR_EXE, arguments, folder());
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, GetParam().warnings + test::expectedErrorReport(GetParam().message));
-    EXPECT_FALSE(fs::exists(folder() / GetParam().arguments.back()));
+    EXPECT_EQ(test::filesIn(folder(), streams), before);
+    if (earlier) {
+        EXPECT_EQ(test::readText(output), "earlier");
+    }
 }
 
 std::string notDenoisable(const std::string& element) {
@@ -171,7 +179,6 @@ std::string notSavable(const std::string& element) {
 INSTANTIATE_TEST_SUITE_P(
     Load, EditorFailure,
     testing::Values(
-        FailureCase{"NoInputs", {"out.lxr"}, "At least one input image path is expected."},
         FailureCase{"MismatchedWeights", {"-w", "1;2;3", "n1.lxr", "n2.lxr", "out.lxr"},
                     "Number of specified weights is mismatched with number of input images.\n\nYou can either set no "
                     "weight at all which will lead to a default (%LUMORA_FB_WEIGHTS) for all input images, or set only "
@@ -229,6 +236,22 @@ INSTANTIATE_TEST_SUITE_P(
                     "Cannot operate with image file \"nodir/out.lxr\". No such file or directory."},
         FailureCase{"NoExtension", {"n1.lxr", "out"},
                     "Well-formed output image path having a file extension is expected."}),
+    caseName);
+
+const std::string kNothingToSave =
+    "There are not selected any render elements that can be saved. You need to select at least one.";
+
+INSTANTIATE_TEST_SUITE_P(
+    Picture, EditorFailure,
+    testing::Values(
+        FailureCase{"UnknownFormat", {"n1.lxr", "Output.txt"},
+                    "Images cannot be saved in the \"txt\" format: no supported image format has that file extension."},
+        FailureCase{"ReadOnlyFormat", {"n1.lxr", "Output.PSD"},
+                    "Images cannot be saved in the \"psd\" format: it can be read, but not written."},
+        FailureCase{"HiddenElement", {"-e", "LUMORA_FB_WEIGHTS", "n1.lxr", "Output.png"}, kNothingToSave},
+        FailureCase{"UnknownElement", {"-e", "Nope", "n1.lxr", "Output.tif"}, kNothingToSave},
+        FailureCase{"UnwritablePath", {"n1.lxr", "nodir/Output.png"},
+                    "Cannot operate with image file \"nodir/Output.png\". No such file or directory."}),
     caseName);
 
 TEST(EditorRun, DenoisingOneElementSavesItAloneWithItsDenoisedVariant) {

@@ -153,7 +153,7 @@ TEST_F(LightMixTest, MixSumsTheLayersTimesIntensityAndTintAndShortArraysLeaveLay
     }
 }
 
-TEST_F(LightMixTest, LayersThatDoNotCountAreNeverComputed) {
+TEST_F(LightMixTest, LayersThatDoNotCountAreNeverComputedAndAMissingOneThatCountsFailsTheMix) {
     settings.set(PropertyId::colorMapLightmixEnabledLayers, Property::boolArray({true, true, false}));
     settings.set(PropertyId::colorMapLightmixIntensities, Property::floatArray({1.f, 0.f, 3.f}));
     expectMixOf({{"Key", {1.f, 1.f, 1.f}}});
@@ -166,9 +166,10 @@ TEST_F(LightMixTest, LayersThatDoNotCountAreNeverComputed) {
     const auto black = computeMix();
     ASSERT_TRUE(black.has_value());
     EXPECT_EQ((*black)(0, 0).sum3() + (*black)(0, 0).w(), 0.f);
-}
 
-TEST_F(LightMixTest, MissingLayerMakesTheMixUnavailableAndOtherElementsPassThrough) {
+    // A missing layer that counts makes the mix unavailable; other elements pass through.
+    settings.set(PropertyId::colorMapLightmixEnabledLayers, Property::boolArray({true, true, true}));
+    settings.set(PropertyId::colorMapLightmixIntensities, Property::floatArray({1.f, 1.f, 1.f}));
     load.colour.erase("Fill");
     EXPECT_FALSE(computeMix().has_value());
     const auto key = mix.compute({"Key", ElementLayout::Rgb, ElementFlag::LightSelect}, kRect, 1.f, 0);

@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 
 #include "cli/run_program.hpp"
 #include "image/read_picture.hpp"
 #include "lumora/image/exr_loader.hpp"
 #include "lumora/image/exr_saver.hpp"
+#include "pipeline/pipeline_test_support.hpp"
 #include "sample_render/render.hpp"
 
 namespace lumora {
@@ -39,25 +39,13 @@ fs::path prepareFolder() {
 
 // The files of the folder besides the input and the captured output streams.
 std::vector<std::string> written(const fs::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        const std::string name = entry.path().filename().string();
-        if (name != "in.lxr" && name != "stdout.txt" && name != "stderr.txt") names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    return test::filesIn(folder, {"in.lxr", "stdout.txt", "stderr.txt"});
 }
 
 const Channel<float>& inputChannel(const fs::path& folder, const std::string& name) {
     static ChannelImage input;
     if (input.channels().empty()) input = ExrLoader().load(folder / "in.lxr").value();
     return *input.getChannel<float>(name);
-}
-
-std::string errorReport(const std::string& message) {
-    return "\nError: " + message +
-           "\n\nPlease read the help for the editor. The appropriate part of the help can be printed out by using one "
-           "of the --help, --list-properties, or --list-examples arguments.\n";
 }
 
 TEST(PictureOutput, EverySavableElementGetsItsOwnPictureNamedAfterIt) {
@@ -158,51 +146,6 @@ TEST(PictureOutput, RawDataIsWrittenUnmapped) {
     }
     EXPECT_TRUE(negative) << "the render's normals should point in every direction";
 }
-
-struct FailureCase {
-    std::string name;
-    std::vector<std::string> arguments;
-    std::string message;
-};
-
-void PrintTo(const FailureCase& c, std::ostream* out) { *out << c.name; }
-
-class PictureOutputFailure : public testing::TestWithParam<FailureCase> {};
-
-TEST_P(PictureOutputFailure, IsAWholeMessageWithStatusOneAndLeavesEveryFileAsItWas) {
-    const fs::path folder = prepareFolder();
-    std::vector<std::string> arguments = GetParam().arguments;
-    const fs::path output = folder / arguments.back();
-    // An earlier file of the output's name stays as it was.
-    if (fs::exists(output.parent_path())) std::ofstream(output) << "earlier";
-    arguments.insert(arguments.end() - 1, "in.lxr");
-    const auto before = written(folder);
-
-    const test::Outcome outcome = test::runProgram(LUMORA_EDITOR_EXE, arguments, folder);
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, errorReport(GetParam().message));
-    EXPECT_EQ(written(folder), before);
-    if (fs::exists(output.parent_path())) {
-        EXPECT_EQ(test::readText(output), "earlier");
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Save, PictureOutputFailure,
-    testing::Values(
-        FailureCase{"NoExtension", {"Output"}, "Well-formed output image path having a file extension is expected."},
-        FailureCase{"UnknownFormat", {"Output.txt"},
-                    "Images cannot be saved in the \"txt\" format: no supported image format has that file extension."},
-        FailureCase{"ReadOnlyFormat", {"Output.PSD"},
-                    "Images cannot be saved in the \"psd\" format: it can be read, but not written."},
-        FailureCase{"HiddenElement", {"-e", "LUMORA_FB_WEIGHTS", "Output.png"},
-                    "There are not selected any render elements that can be saved. You need to select at least one."},
-        FailureCase{"UnknownElement", {"-e", "Nope", "Output.tif"},
-                    "There are not selected any render elements that can be saved. You need to select at least one."},
-        FailureCase{"UnwritablePath", {"nodir/Output.png"},
-                    "Cannot operate with image file \"nodir/Output.png\". No such file or directory."}),
-    [](const testing::TestParamInfo<FailureCase>& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace lumora

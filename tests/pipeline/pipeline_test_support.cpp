@@ -1,5 +1,7 @@
 #include "pipeline/pipeline_test_support.hpp"
 
+#include <algorithm>
+
 namespace lumora::test {
 
 ChannelImage makeImage(int width, int height, const std::vector<std::string>& channels,
@@ -29,6 +31,16 @@ std::vector<std::string> channelNames(const ChannelImage& image) {
     std::vector<std::string> result;
     for (const auto& [name, channel] : image.channels()) result.push_back(name);
     return result;
+}
+
+std::vector<std::string> filesIn(const std::filesystem::path& folder, const std::vector<std::string>& except) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::string name = entry.path().filename().string();
+        if (std::ranges::find(except, name) == except.end()) names.push_back(std::move(name));
+    }
+    std::ranges::sort(names);
+    return names;
 }
 
 template <class Picture>

@@ -1,6 +1,7 @@
 #pragma once
 // Small images, message collectors and scratch folders for the pipeline tests.
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -21,8 +22,14 @@ ChannelImage makeImage(int width, int height, const std::vector<std::string>& ch
 // Adds the LXR marker and statistics.
 void markAsLxr(ChannelImage& image, int passes = 1);
 
+// The four lanes of a pixel, to compare in one line.
+inline std::vector<float> lanes(Float4 v) { return {v[0], v[1], v[2], v[3]}; }
+
 // Channel names of an image, in its order.
 std::vector<std::string> channelNames(const ChannelImage& image);
+
+// The sorted names of the files in a folder, hidden ones included, but for those in except.
+std::vector<std::string> filesIn(const std::filesystem::path& folder, const std::vector<std::string>& except = {});
 
 // Stands in for an operator upstream of the one under test: fixed pictures by element name, served
 // only for the whole image rectangle at scale 1; it counts the compute calls per element.

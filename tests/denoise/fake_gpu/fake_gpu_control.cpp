@@ -1,5 +1,6 @@
 #include "fake_gpu.hpp"
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 #include <set>
@@ -27,96 +28,72 @@ State& state() {
     return s;
 }
 
+// Runs f on the state under its lock and gives back what f returns.
+template <class F>
+auto locked(F&& f) {
+    State& s = state();
+    std::lock_guard lock(s.mutex);
+    return f(s);
+}
+
 }  // namespace
 
 void reset(const Config& config) {
-    State& s = state();
-    std::lock_guard lock(s.mutex);
-    s.config = config;
-    s.calls.clear();
-    s.threads.clear();
-    s.failures.clear();
-    s.counts.clear();
-    s.cudaContext = config.cudaContextCurrent ? &s : nullptr;
-    s.maxmemSet = false;
+    locked([&](State& s) {
+        s.config = config;
+        s.calls.clear();
+        s.threads.clear();
+        s.failures.clear();
+        s.counts.clear();
+        s.cudaContext = config.cudaContextCurrent ? &s : nullptr;
+        s.maxmemSet = false;
+    });
 }
 
 const Config& config() { return state().config; }
 
 void failCall(const std::string& function, int code, int occurrence) {
-    State& s = state();
-    std::lock_guard lock(s.mutex);
-    s.failures[function] = {occurrence, code};
+    locked([&](State& s) { s.failures[function] = {occurrence, code}; });
 }
 
 int enter(const char* function) {
-    State& s = state();
-    std::lock_guard lock(s.mutex);
-    s.calls.emplace_back(function);
-    s.threads.push_back(std::this_thread::get_id());
-    const int count = ++s.counts[function];
-    const auto it = s.failures.find(function);
-    return it != s.failures.end() && it->second.first == count ? it->second.second : 0;
+    return locked([&](State& s) {
+        s.calls.emplace_back(function);
+        s.threads.push_back(std::this_thread::get_id());
+        const int count = ++s.counts[function];
+        const auto it = s.failures.find(function);
+        return it != s.failures.end() && it->second.first == count ? it->second.second : 0;
+    });
 }
 
 std::string errorText(int code) { return "Fake OptiX error " + std::to_string(code); }
 
 std::vector<std::string> calls() {
-    std::lock_guard lock(state().mutex);
-    return state().calls;
+    return locked([](State& s) { return s.calls; });
 }
 
 int callsFromThisThread() {
-    std::lock_guard lock(state().mutex);
-    int n = 0;
-    for (const auto& id : state().threads) n += id == std::this_thread::get_id();
-    return n;
+    return locked([](State& s) { return static_cast<int>(std::ranges::count(s.threads, std::this_thread::get_id())); });
 }
 
 int callingThreads() {
-    std::lock_guard lock(state().mutex);
-    return static_cast<int>(std::set<std::thread::id>(state().threads.begin(), state().threads.end()).size());
+    return locked([](State& s) { return static_cast<int>(std::set(s.threads.begin(), s.threads.end()).size()); });
 }
 
-void objectMade() {
-    std::lock_guard lock(state().mutex);
-    ++state().live;
-}
+void objectMade() { locked([](State& s) { ++s.live; }); }
+void objectDestroyed() { locked([](State& s) { --s.live; }); }
+int liveObjects() { return locked([](State& s) { return s.live; }); }
 
-void objectDestroyed() {
-    std::lock_guard lock(state().mutex);
-    --state().live;
-}
-
-int liveObjects() {
-    std::lock_guard lock(state().mutex);
-    return state().live;
-}
-
-void* cudaContext() {
-    std::lock_guard lock(state().mutex);
-    return state().cudaContext;
-}
-
-void setCudaContext(void* context) {
-    std::lock_guard lock(state().mutex);
-    state().cudaContext = context;
-}
+void* cudaContext() { return locked([](State& s) { return s.cudaContext; }); }
+void setCudaContext(void* context) { locked([&](State& s) { s.cudaContext = context; }); }
 
 void setMaxmem(float value) {
-    std::lock_guard lock(state().mutex);
-    state().maxmemSet = true;
-    state().maxmem = value;
+    locked([&](State& s) {
+        s.maxmemSet = true;
+        s.maxmem = value;
+    });
 }
-
-bool maxmemSet() {
-    std::lock_guard lock(state().mutex);
-    return state().maxmemSet;
-}
-
-float maxmem() {
-    std::lock_guard lock(state().mutex);
-    return state().maxmem;
-}
+bool maxmemSet() { return locked([](State& s) { return s.maxmemSet; }); }
+float maxmem() { return locked([](State& s) { return s.maxmem; }); }
 
 }  // namespace fake_gpu
