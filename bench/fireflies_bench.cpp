@@ -62,17 +62,7 @@ void BM_FirefliesRemoval(benchmark::State& state) {
     lumora::DenoisingData data;
     data.passes = Bitmap<float>(width, height, passes);
     lumora::HotPixelsDenoiser denoiser(data);
-    for (auto _ : state) {
-        state.PauseTiming();
-        Bitmap<Float4> colour = element().colour;
-        Bitmap<Float4> squares = element().squares;
-        state.ResumeTiming();
-        auto result = denoiser.denoise(std::move(colour), std::move(squares),
-                                       lumora::ElementId(lumora::RenderElement::Beauty), nullptr);
-        benchmark::DoNotOptimize(result);
-    }
-    state.SetItemsProcessed(state.iterations() * std::int64_t{width} * height);
-    lumora::scheduler::setWorkerCount(0);
+    lumora::bench::timeDenoise(state, denoiser, element().colour, element().squares);
 }
 BENCHMARK(BM_FirefliesRemoval)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 

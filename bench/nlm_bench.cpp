@@ -88,17 +88,7 @@ void BM_FullElement(benchmark::State& state) {
     lumora::scheduler::setWorkerCount(static_cast<int>(state.range(0)));
     lumora::DenoisingData d = data();
     lumora::NlmDenoiser denoiser(d);
-    for (auto _ : state) {
-        state.PauseTiming();
-        Bitmap<Float4> colour = render().colour;
-        Bitmap<Float4> squares = render().squares;
-        state.ResumeTiming();
-        auto result = denoiser.denoise(std::move(colour), std::move(squares),
-                                       lumora::ElementId(lumora::RenderElement::Beauty), nullptr);
-        benchmark::DoNotOptimize(result);
-    }
-    state.SetItemsProcessed(state.iterations() * std::int64_t{width} * height);
-    lumora::scheduler::setWorkerCount(0);
+    lumora::bench::timeDenoise(state, denoiser, render().colour, render().squares);
 }
 BENCHMARK(BM_FullElement)->Arg(1)->Arg(2)->Unit(benchmark::kSecond)->MeasureProcessCPUTime()->UseRealTime()->Iterations(1);
 

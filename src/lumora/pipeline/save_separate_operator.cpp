@@ -5,6 +5,7 @@
 
 #include "lumora/foundation/exception.hpp"
 #include "lumora/foundation/temporary_files.hpp"
+#include "lumora/foundation/text.hpp"
 #include "lumora/image/channel_image.hpp"
 #include "lumora/image/exr_loader.hpp"
 
@@ -15,13 +16,6 @@ namespace {
 bool isSavable(const ElementInfo& element) {
     return (element.layout == ElementLayout::Rgb || element.layout == ElementLayout::Rgba) &&
            !element.has(ElementFlag::Hidden);
-}
-
-std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
-    for (auto at = text.find(from); !from.empty() && at != std::string::npos; at = text.find(from, at + to.size())) {
-        text.replace(at, from.size(), to);
-    }
-    return text;
 }
 
 std::string fileFailure(int error, const std::filesystem::path& file) {
@@ -152,7 +146,7 @@ void SaveSeparateOperator::run() {
             target = *created;
         }
         const auto saved = saver(target, picture, element.has(ElementFlag::RawData));
-        if (!saved) throw Exception(replaceAll(saved.error(), target.string(), file.string()));
+        if (!saved) throw Exception(text::replaceAll(saved.error(), target.string(), file.string()));
         reportStep();
     }
     for (auto& [temporary, file] : written) {
