@@ -7,6 +7,7 @@
 #include <map>
 #include <sstream>
 
+#include "cli/expected_texts.hpp"
 #include "cli/run_program.hpp"
 #include "foundation/thrown_message.hpp"
 
@@ -82,6 +83,11 @@ TEST(CommandLineErrors, StopAtTheOffendingArgumentWithItsWholeMessage) {
         {{"-help"}, "Argument \"help\" is not recognized."},
         {{"-list-properties"}, "Argument \"list-properties\" is not recognized."},
         {{"a.lxr", "-1", "out.png"}, "Argument \"1\" is not recognized."},
+        {{"a.lxr", "out.png", "-e"}, "Argument \"e\" expects some valid value."},
+        {{"--config", "missing.conf", "a.lxr", "out.png"}, "Cannot open the configuration file 'missing.conf'."},
+        // A bad setting is reported even where help is asked for.
+        {{"--set", "Float colorMap.exposure = 1", "--help"},
+         "Error in.conf file 'Io::TextInputStream' (line 1) : Unknown property.\n Whole line : Float colorMap.exposure = 1"},
     };
     for (const auto& [tokens, message] : cases) {
         EXPECT_EQ(test::thrownMessage([&] { parse(tokens); }), message) << testing::PrintToString(tokens);
@@ -153,6 +159,27 @@ TEST(PrintMessage, WritesNonEmptyTextsAsLines) {
     parsed.runtime.printMessage("");
     parsed.runtime.printMessage("Render element Key cannot be denoised.");
     EXPECT_EQ(parsed.messages.str(), "Render element Key cannot be denoised.\n");
+}
+
+// The editor's informational modes, run as users do. Its error reports are checked by the editor
+// runs of the pipeline tests.
+TEST(EndToEnd, OnlyTheFirstInformationalModeCountsAndPathsAreIgnored) {
+    const std::string editorName = std::filesystem::path(LUMORA_EDITOR_EXE).filename().string();
+    const std::vector<std::pair<std::vector<std::string>, std::uint64_t>> cases{
+        {{"--help"}, test::kUsageFingerprint},
+        {{"--list-examples", "in.lxr", "-h", "out.png"}, test::kUsageFingerprint},
+        {{"--list-examples", "--list-properties"}, test::kPropertiesFingerprint},
+        {{"--list-examples"}, test::kExamplesFingerprint},
+    };
+    for (const auto& [arguments, fingerprint] : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const test::Outcome outcome =
+            test::runProgram(LUMORA_EDITOR_EXE, arguments, test::processFolder("end_to_end"));
+        EXPECT_EQ(outcome.status, 0);
+        ASSERT_TRUE(outcome.out.starts_with(test::expectedBanner())) << outcome.out;
+        EXPECT_EQ(test::fingerprint(outcome.out.substr(test::expectedBanner().size()), editorName), fingerprint);
+        EXPECT_EQ(outcome.err, "");
+    }
 }
 
 }  // namespace
