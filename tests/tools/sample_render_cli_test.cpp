@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "cli/run_program.hpp"
 #include "lumora/image/exr_loader.hpp"
 #include "sample_render/options.hpp"
@@ -18,18 +20,13 @@ TEST(SampleRenderOptions, ValuesOfEveryOption) {
         "--no-denoising-data", "--set", "float colorMap.gamma = 2", "--set", "bool bloomGlare.enabled = true",
         "--threads", "3", "--preview", "p.png", "out.lxr"});
     ASSERT_TRUE(parsed.has_value()) << parsed.error();
-    EXPECT_EQ(parsed->width, 64);
-    EXPECT_EQ(parsed->height, 36);
-    EXPECT_EQ(parsed->passes, 5);
-    EXPECT_EQ(parsed->seed, 4294967295u);
+    EXPECT_EQ(std::tie(parsed->width, parsed->height, parsed->passes, parsed->seed, parsed->threads),
+              std::make_tuple(64, 36, 5, 4294967295u, 3));
     EXPECT_EQ(parsed->dataWindow(), (Bucket{{8, 4}, {40, 30}}));
-    EXPECT_TRUE(parsed->adaptive);
-    EXPECT_FALSE(parsed->denoisingData);
+    EXPECT_TRUE(parsed->adaptive && !parsed->denoisingData);
     EXPECT_EQ(parsed->settingsLines,
               (std::vector<std::string>{"float colorMap.gamma = 2", "bool bloomGlare.enabled = true"}));
-    EXPECT_EQ(parsed->threads, 3);
-    EXPECT_EQ(parsed->preview, "p.png");
-    EXPECT_EQ(parsed->output, "out.lxr");
+    EXPECT_EQ(parsed->preview + " " + parsed->output, "p.png out.lxr");
     // Without a region the whole frame is rendered.
     EXPECT_EQ(parseOptions(std::vector<std::string>{"out.lxr"})->dataWindow(), (Bucket{{0, 0}, {640, 360}}));
 }
@@ -69,12 +66,8 @@ TEST(SampleRenderTool, WritesAnLxrAndReportsErrorsWithStatusOne) {
     EXPECT_TRUE(isLumoraExr(*loaded));
     EXPECT_GT(fs::file_size(folder / "tiny.png"), 0u);
 
+    // The option messages themselves are checked above; here how the program reports one.
     const std::string hint = "\nRun 'lumora-sample-render --help' for the options.\n";
-    const test::Outcome badOption = run({"--passes", "none", "tiny.lxr"});
-    EXPECT_EQ(badOption.status, 1);
-    EXPECT_EQ(badOption.err,
-              "Error: Invalid --passes value 'none': expected a whole number from 1 to 65536." + hint);
-
     const test::Outcome badSetting = run({"--size", "4x4", "--set", "float colorMap.nothing = 1", "tiny.lxr"});
     EXPECT_EQ(badSetting.status, 1);
     EXPECT_EQ(badSetting.err, "Error: Error in.conf file 'Conf::parseLine' (line 1) : Unknown property.\n Whole line : "
