@@ -1,5 +1,5 @@
 // Runs the built editor on sample renders, as users and render-farm scripts do, and checks the
-// files it writes, everything it prints and its exit status.
+// files it writes (pictures read back with OpenImageIO), everything it prints and its exit status.
 
 #include <gtest/gtest.h>
 
@@ -15,6 +15,7 @@
 
 #include "cli/expected_texts.hpp"
 #include "cli/run_program.hpp"
+#include "image/read_picture.hpp"
 #include "lumora/image/exr_loader.hpp"
 #include "lumora/image/exr_saver.hpp"
 #include "lumora/image/property_attributes.hpp"
@@ -95,6 +96,14 @@ Outcome runEditor(const std::vector<std::string>& arguments) {
     return test::runProgram(LUMORA_EDITOR_EXE, arguments, folder());
 }
 
+// Runs the editor and expects success with nothing printed but the given warnings.
+void expectSuccess(const std::vector<std::string>& arguments, const std::string& warnings = "") {
+    const Outcome outcome = runEditor(arguments);
+    EXPECT_EQ(outcome.status, 0) << testing::PrintToString(arguments);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, warnings) << testing::PrintToString(arguments);
+}
+
 ChannelImage loadOutput(const std::string& name) {
     auto loaded = ExrLoader().load(folder() / name);
     EXPECT_TRUE(loaded) << loaded.error();
@@ -165,11 +174,6 @@ TEST_P(EditorFailure, IsReportedAsAWholeMessageWithStatusOneAndLeavesEveryFileAs
     }
 }
 
-std::string notDenoisable(const std::string& element) {
-    return "Render element " + element +
-           " does not exist, or cannot be considered for denoising (it is hidden, or it is not an RGB element).";
-}
-
 std::string notSavable(const std::string& element) {
     return "Render element \"" + element +
            "\" cannot be saved to Lumora EXR.\nThe element either does not exist, or saving such element alone is "
@@ -206,9 +210,8 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{"UnknownElement",
                     {"--set", kFireflies, "--element", "some element name", "n1.lxr", "n2.lxr", "n3.lxr",
                      "OutputElement.lxr"},
-                    notDenoisable("some element name")},
-        FailureCase{"HiddenElement", {"-s", kFireflies, "-e", "SqrBeauty", "n1.lxr", "out.lxr"},
-                    notDenoisable("SqrBeauty")},
+                    "Render element some element name does not exist, or cannot be considered for denoising (it is "
+                    "hidden, or it is not an RGB element)."},
         FailureCase{"SinglePassRender", {"-s", kFireflies, "onepass.lxr", "out.lxr"},
                     "No part of the image has been rendered with at least 2 passes.", kNormalsSkipped},
         FailureCase{"NoWeightChannel", {"-s", kFireflies, "noweights.lxr", "out.lxr"},
@@ -229,7 +232,6 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         // Without denoising an unknown element fails only when saving.
         FailureCase{"UnknownElement", {"-e", "some element name", "n1.lxr", "out.lxr"}, notSavable("some element name")},
-        FailureCase{"HiddenElement", {"-e", "LUMORA_FB_WEIGHTS", "n1.lxr", "out.lxr"}, notSavable("LUMORA_FB_WEIGHTS")},
         FailureCase{"VirtualElement", {"-e", "LightMix Interactive", "n1.lxr", "out.lxr"},
                     notSavable("LightMix Interactive")},
         FailureCase{"UnwritablePath", {"n1.lxr", "nodir/out.lxr"},
@@ -238,9 +240,6 @@ INSTANTIATE_TEST_SUITE_P(
                     "Well-formed output image path having a file extension is expected."}),
     caseName);
 
-const std::string kNothingToSave =
-    "There are not selected any render elements that can be saved. You need to select at least one.";
-
 INSTANTIATE_TEST_SUITE_P(
     Picture, EditorFailure,
     testing::Values(
@@ -248,38 +247,32 @@ INSTANTIATE_TEST_SUITE_P(
                     "Images cannot be saved in the \"txt\" format: no supported image format has that file extension."},
         FailureCase{"ReadOnlyFormat", {"n1.lxr", "Output.PSD"},
                     "Images cannot be saved in the \"psd\" format: it can be read, but not written."},
-        FailureCase{"HiddenElement", {"-e", "LUMORA_FB_WEIGHTS", "n1.lxr", "Output.png"}, kNothingToSave},
-        FailureCase{"UnknownElement", {"-e", "Nope", "n1.lxr", "Output.tif"}, kNothingToSave},
+        FailureCase{"UnknownElement", {"-e", "Nope", "n1.lxr", "Output.tif"},
+                    "There are not selected any render elements that can be saved. You need to select at least one."},
         FailureCase{"UnwritablePath", {"n1.lxr", "nodir/Output.png"},
                     "Cannot operate with image file \"nodir/Output.png\". No such file or directory."}),
     caseName);
 
-TEST(EditorRun, DenoisingOneElementSavesItAloneWithItsDenoisedVariant) {
-    // Example 3 of --list-examples, in the fireflies mode.
-    const Outcome outcome = runEditor({"--set", kFireflies, "--element", "BEAUTY", "n1.lxr", "OutputBeauty.LXR"});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out + outcome.err, "");
-    const ChannelImage output = loadOutput("OutputBeauty.LXR");
-    EXPECT_EQ(sortedChannels(output),
-              (std::vector<std::string>{"A", "B", "Denoised.A", "Denoised.B", "Denoised.G", "Denoised.R", "G", "R"}));
-    EXPECT_TRUE(isLumoraExr(output));
+const std::vector<std::string> kDenoisedBeauty{"A", "B", "Denoised.A", "Denoised.B", "Denoised.G", "Denoised.R", "G", "R"};
 
-    // Example 7 with an element that exists.
-    const Outcome key = runEditor({"--set", kFireflies, "--element", "Key", "n1.lxr", "n2.lxr", "n3.lxr", "Key.lxr"});
-    EXPECT_EQ(key.status, 0);
-    EXPECT_EQ(key.err, "");
+TEST(EditorRun, DenoisingOneElementSavesItAloneWithItsDenoisedVariant) {
+    // Examples 3 and 7 of --list-examples, in the fireflies mode.
+    expectSuccess({"--set", kFireflies, "--element", "BEAUTY", "n1.lxr", "OutputBeauty.LXR"});
+    const ChannelImage output = loadOutput("OutputBeauty.LXR");
+    EXPECT_EQ(sortedChannels(output), kDenoisedBeauty);
+    EXPECT_TRUE(isLumoraExr(output));
+    expectSuccess({"--set", kFireflies, "--element", "Key", "n1.lxr", "n2.lxr", "n3.lxr", "Key.lxr"});
     EXPECT_EQ(fileChannels("Key.lxr"),
               (std::vector<std::string>{"DenoisedKey.B", "DenoisedKey.G", "DenoisedKey.R", "Key.B", "Key.G", "Key.R"}));
+    // An element that denoising skips is still saved alone.
+    expectSuccess({"-s", kFireflies, "-e", "Normals", "n1.lxr", "Normals.lxr"}, kNormalsSkipped);
+    EXPECT_EQ(fileChannels("Normals.lxr"), (std::vector<std::string>{"Normals.B", "Normals.G", "Normals.R"}));
 }
 
 TEST(EditorRun, DenoisingAllElementsWarnsAboutTheOnesWithoutDenoisingDataAndKeepsEverything) {
     // Example 4 of --list-examples, with the settings in a configuration file.
     std::ofstream(folder() / "DenoisingSettings.conf") << kFireflies << "\nFloat colorMap.simpleExposure = 1.5\n";
-    const Outcome outcome = runEditor({"--config", "DenoisingSettings.conf", "--element", "*", "n1.lxr", "Output.lxr"});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, kNormalsSkipped);
-
+    expectSuccess({"--config", "DenoisingSettings.conf", "--element", "*", "n1.lxr", "Output.lxr"}, kNormalsSkipped);
     const ChannelImage input = loadOutput("n1.lxr");
     const ChannelImage output = loadOutput("Output.lxr");
     auto expected = test::channelNames(input);
@@ -292,68 +285,49 @@ TEST(EditorRun, DenoisingAllElementsWarnsAboutTheOnesWithoutDenoisingDataAndKeep
     EXPECT_EQ(output.getAttribute<std::string>(names::elements)->value,
               input.getAttribute<std::string>(names::elements)->value);
     EXPECT_EQ(storedProperty(output, PropertyId::colorMapSimpleExposure), Property(1.5f));
-
-    // An element that denoising skips is still saved alone.
-    const Outcome normals = runEditor({"-s", kFireflies, "-e", "Normals", "n1.lxr", "Normals.lxr"});
-    EXPECT_EQ(normals.status, 0);
-    EXPECT_EQ(normals.err, kNormalsSkipped);
-    EXPECT_EQ(fileChannels("Normals.lxr"), (std::vector<std::string>{"Normals.B", "Normals.G", "Normals.R"}));
 }
 
 TEST(EditorRun, FullModeDenoisesAndWithoutARequiredFeatureSkipsEveryElement) {
     const std::string full = "Int denoise.filterType = Full";
-    const Outcome beauty = runEditor({"-s", full, "-e", "BEAUTY", "n1.lxr", "Full.lxr"});
-    EXPECT_EQ(beauty.status, 0);
-    EXPECT_EQ(beauty.out + beauty.err, "");
-    EXPECT_EQ(sortedChannels(loadOutput("Full.lxr")),
-              (std::vector<std::string>{"A", "B", "Denoised.A", "Denoised.B", "Denoised.G", "Denoised.R", "G", "R"}));
-
-    const Outcome skipped = runEditor({"-s", full, "nonormals.lxr", "Skipped.lxr"});
-    EXPECT_EQ(skipped.status, 0);
+    expectSuccess({"-s", full, "-e", "BEAUTY", "n1.lxr", "Full.lxr"});
+    EXPECT_EQ(sortedChannels(loadOutput("Full.lxr")), kDenoisedBeauty);
     std::string warnings;
-    for (const char* element : {"BEAUTY", "Fill", "Key", "Normals", "Spot"}) {
-        warnings += "Render element " + std::string(element) +
+    for (const std::string element : {"BEAUTY", "Fill", "Key", "Normals", "Spot"}) {
+        warnings += "Render element " + element +
                     " cannot be denoised (required auxiliary denoising data are not gathered for it). Skipping the "
                     "element.\n";
     }
-    EXPECT_EQ(skipped.err, warnings);
-    for (const std::string& channel : fileChannels("Skipped.lxr")) {
-        EXPECT_FALSE(channel.starts_with("Denoised")) << channel;
-    }
+    expectSuccess({"-s", full, "nonormals.lxr", "Skipped.lxr"}, warnings);
+    for (const std::string& channel : fileChannels("Skipped.lxr")) EXPECT_FALSE(channel.starts_with("Denoised")) << channel;
+}
+
+float value(const ChannelImage& image, const char* channel, int x, int y) {
+    return image.getChannel<float>(channel)->at(x, y);
 }
 
 TEST(EditorRun, MergingNodesGivesTheWeightedMeanAndAMergedFileMergesAgain) {
     // Examples 5 and 6 of --list-examples.
-    const Outcome three = runEditor({"n1.lxr", "n2.lxr", "n3.lxr", "Output.lxr"});
-    EXPECT_EQ(three.status, 0);
-    EXPECT_EQ(three.out + three.err, "");
+    expectSuccess({"n1.lxr", "n2.lxr", "n3.lxr", "Output.lxr"});
     const ChannelImage merged = loadOutput("Output.lxr");
     EXPECT_EQ(merged.getAttribute<int>(names::statsPasses)->value, 24);
 
-    const Outcome weighted =
-        runEditor({"--weights", "84;%LUMORA_FB_WEIGHTS;117", "n1.lxr", "n2.lxr", "n3.lxr", "W.lxr"});
-    EXPECT_EQ(weighted.status, 0);
-    EXPECT_EQ(weighted.err, "");
+    expectSuccess({"--weights", "84;%LUMORA_FB_WEIGHTS;117", "n1.lxr", "n2.lxr", "n3.lxr", "W.lxr"});
     const ChannelImage in1 = loadOutput("n1.lxr"), in2 = loadOutput("n2.lxr"), in3 = loadOutput("n3.lxr");
-    const ChannelImage mean = loadOutput("W.lxr");
+    const ChannelImage weighted = loadOutput("W.lxr");
     for (const auto& [x, y] : std::vector<std::pair<int, int>>{{0, 0}, {31, 17}, {63, 35}}) {
-        const float w2 = in2.getChannel<float>(names::weights)->at(x, y);
+        const float w2 = value(in2, names::weights, x, y);
         for (const char* c : {"R", "Key.G", "SqrBeauty.B"}) {
             const float expected =
-                (84.f * in1.getChannel<float>(c)->at(x, y) + w2 * in2.getChannel<float>(c)->at(x, y) +
-                 117.f * in3.getChannel<float>(c)->at(x, y)) /
-                (84.f + w2 + 117.f);
-            EXPECT_NEAR(mean.getChannel<float>(c)->at(x, y), expected, 1e-5f * std::max(1.f, std::fabs(expected)))
+                (84.f * value(in1, c, x, y) + w2 * value(in2, c, x, y) + 117.f * value(in3, c, x, y)) / (84.f + w2 + 117.f);
+            EXPECT_NEAR(value(weighted, c, x, y), expected, 1e-5f * std::max(1.f, std::fabs(expected)))
                 << c << " at " << x << "," << y;
         }
     }
 
     // Merging the merge of two nodes with the third equals merging all three at once, with no
     // metadata warning: the written file agrees with the renders it came from.
-    ASSERT_EQ(runEditor({"n1.lxr", "n2.lxr", "N12.lxr"}).status, 0);
-    const Outcome again = runEditor({"N12.lxr", "n3.lxr", "Again.lxr"});
-    EXPECT_EQ(again.status, 0);
-    EXPECT_EQ(again.err, "");
+    expectSuccess({"n1.lxr", "n2.lxr", "N12.lxr"});
+    expectSuccess({"N12.lxr", "n3.lxr", "Again.lxr"});
     const ChannelImage twice = loadOutput("Again.lxr");
     EXPECT_EQ(sortedChannels(twice), sortedChannels(merged));
     EXPECT_EQ(twice.getAttribute<int>(names::statsPasses)->value, 24);
@@ -368,22 +342,104 @@ TEST(EditorRun, MergingNodesGivesTheWeightedMeanAndAMergedFileMergesAgain) {
 
 TEST(EditorRun, CommandLineValuesOverrideStoredOnesAndDifferingInputsWarn) {
     // Without denoising no element is skipped, so nothing warns.
-    const Outcome kept = runEditor({"gamma2.lxr", "Kept.lxr"});
-    EXPECT_EQ(kept.status, 0);
-    EXPECT_EQ(kept.out + kept.err, "");
+    expectSuccess({"gamma2.lxr", "Kept.lxr"});
     EXPECT_EQ(storedProperty(loadOutput("Kept.lxr"), PropertyId::colorMapGamma), Property(2.f));
-
-    const Outcome overridden = runEditor({"--set", "Float colorMap.gamma = 1.5", "gamma2.lxr", "Set.lxr"});
-    EXPECT_EQ(overridden.status, 0);
+    expectSuccess({"--set", "Float colorMap.gamma = 1.5", "gamma2.lxr", "Set.lxr"});
     EXPECT_EQ(storedProperty(loadOutput("Set.lxr"), PropertyId::colorMapGamma), Property(1.5f));
-
-    const Outcome merged = runEditor({"n1.lxr", "gamma2.lxr", "Differ.lxr"});
-    EXPECT_EQ(merged.status, 0);
-    EXPECT_EQ(merged.err,
-              "One or more postprocessing properties differed among the merged images. Using properties from the "
-              "first image.\n");
+    expectSuccess({"n1.lxr", "gamma2.lxr", "Differ.lxr"},
+                  "One or more postprocessing properties differed among the merged images. Using properties from the "
+                  "first image.\n");
     EXPECT_EQ(storedProperty(loadOutput("Differ.lxr"), PropertyId::colorMapGamma),
               PropertyDescriptor::get(PropertyId::colorMapGamma)->defaultValue);
+}
+
+// A fresh subfolder of the scratch folder for the pictures of one run.
+fs::path pictureFolder(const std::string& name) {
+    fs::remove_all(folder() / name);
+    fs::create_directories(folder() / name);
+    return folder() / name;
+}
+
+TEST(EditorRun, EverySavableElementGetsItsOwnPictureNamedAfterIt) {
+    // Example 1 of --list-examples.
+    const fs::path pictures = pictureFolder("all");
+    expectSuccess({"n1.lxr", "all/Output.png"});
+    const std::vector<std::string> files{"Output.png", "Output_Alpha.png", "Output_Bloom and Glare Interactive.png",
+                                         "Output_Fill.png", "Output_Key.png", "Output_LightMix Interactive.png",
+                                         "Output_Normals.png", "Output_Spot.png", "Output_ZDepth.png"};
+    ASSERT_EQ(test::filesIn(pictures), files);
+    for (const std::string& name : files) {
+        const test::ReadPicture picture = test::readPicture(pictures / name);
+        EXPECT_EQ(picture.error, "") << name;
+        EXPECT_EQ(picture.width * 100 + picture.height, 6436) << name;
+        EXPECT_EQ(picture.type, OIIO::TypeDesc::UINT8) << name;
+        // The beauty has alpha of its own; a single-channel element has its value in every channel.
+        const bool fourChannels = name == "Output.png" || name == "Output_Alpha.png" || name == "Output_ZDepth.png";
+        EXPECT_EQ(picture.channels, fourChannels ? 4 : 3) << name;
+    }
+
+    // The light selects of the sample render add up to the beauty, so the default mix, written
+    // without alpha, looks like the beauty wherever the render is.
+    const test::ReadPicture beauty = test::readPicture(pictures / "Output.png");
+    const test::ReadPicture mix = test::readPicture(pictures / "Output_LightMix Interactive.png");
+    double difference = 0.0, brightness = 0.0;
+    for (int y = 0; y < 36; ++y) {
+        for (int x = 0; x < 64; ++x) {
+            for (int c = 0; c < 3; ++c) {
+                difference += std::abs(mix.at(x, y, c) - beauty.at(x, y, c));
+                brightness += mix.at(x, y, c);
+            }
+        }
+    }
+    EXPECT_LT(difference, 0.5 / 255 * 3 * 64 * 36);
+    EXPECT_GT(brightness, 0.2 * 3 * 64 * 36);
+
+    // The single-channel elements hold their unmapped values, clamped and rounded to 8 bits.
+    const ChannelImage input = loadOutput("n1.lxr");
+    for (const auto& [file, channel] : {std::pair{"Output_Alpha.png", "A"}, std::pair{"Output_ZDepth.png", "ZDepth"}}) {
+        const test::ReadPicture picture = test::readPicture(pictures / file);
+        int between = 0;
+        for (int y = 0; y < 36; ++y) {
+            for (int x = 0; x < 64; ++x) {
+                const float expected = std::round(std::clamp(value(input, channel, x, y), 0.f, 1.f) * 255.f) / 255.f;
+                between += expected > 0.f && expected < 1.f;
+                for (int c = 0; c < 4; ++c) ASSERT_NEAR(picture.at(x, y, c), expected, 1e-6f) << file << " " << x << "," << y;
+            }
+        }
+        EXPECT_GT(between, 0) << file << ": the test needs values between 0 and 1";
+    }
+}
+
+TEST(EditorRun, ASingleElementIsWrittenToExactlyTheOutputPathAndRawDataUnmapped) {
+    const fs::path pictures = pictureFolder("single");
+    // Example 8 of --list-examples, denoising in the fireflies mode.
+    expectSuccess({"--set", "BoolArray colorMap.lightmixEnabledLayers = 1, 1, 0", "--set",
+                   "FloatArray colorMap.lightmixIntensities = 0.5, 3, 1", "--set",
+                   "Vec3Array colorMap.lightmixColors = 0 0 1, 1 0 0, 1 1 1", "--set", kFireflies, "--element",
+                   "LightMix Interactive", "n1.lxr", "single/Output.exr"});
+    expectSuccess({"-e", "Key", "n1.lxr", "single/key.jpeg"});
+    expectSuccess({"-e", "Normals", "n1.lxr", "single/normals.exr"});
+    EXPECT_EQ(test::filesIn(pictures), (std::vector<std::string>{"Output.exr", "key.jpeg", "normals.exr"}));
+    const test::ReadPicture exr = test::readPicture(pictures / "Output.exr");
+    EXPECT_EQ(exr.type, OIIO::TypeDesc::HALF);
+    EXPECT_EQ(exr.channels, 3);
+    const test::ReadPicture jpeg = test::readPicture(pictures / "key.jpeg");
+    EXPECT_EQ(jpeg.format + std::to_string(jpeg.channels), "jpeg3");
+
+    const test::ReadPicture normals = test::readPicture(pictures / "normals.exr");
+    ASSERT_EQ(normals.channels, 3);
+    const ChannelImage input = loadOutput("n1.lxr");
+    bool negative = false;
+    for (int c = 0; c < 3; ++c) {
+        const auto& channel = *input.getChannel<float>(std::string("Normals.") + "RGB"[c]);
+        for (int y = 0; y < 36; ++y) {
+            for (int x = 0; x < 64; ++x) {
+                negative |= channel.at(x, y) < 0.f;
+                ASSERT_NEAR(normals.at(x, y, c), channel.at(x, y), 1e-3f) << c << " at " << x << "," << y;
+            }
+        }
+    }
+    EXPECT_TRUE(negative) << "the render's normals should point in every direction";
 }
 
 }  // namespace
