@@ -1,10 +1,9 @@
-// The last operators of the picture chain: sharpen/blur over regions, mono-to-colour and zoom.
+// The last operators of the picture chain: sharpen/blur over regions and zoom. The editor's picture
+// runs check the mono-to-colour step.
 
 #include <gtest/gtest.h>
 
 #include "lumora/effects/sharpen_blur_filter.hpp"
-#include "lumora/pipeline/mono_to_color_operator.hpp"
-#include "lumora/pipeline/region_sampling.hpp"
 #include "lumora/pipeline/sharpen_blur_operator.hpp"
 #include "lumora/pipeline/zoom_operator.hpp"
 #include "lumora/settings/property_descriptor.hpp"
@@ -16,29 +15,6 @@ namespace {
 
 const ElementInfo kMain{"", ElementLayout::Rgba, 0};
 
-// Serves any part of a fixed picture at any scale.
-class PictureSource final : public IOperator {
-public:
-    explicit PictureSource(Bitmap<Float4> picture) : picture_(std::move(picture)) {}
-
-    std::int64_t getTimestamp() const override { return 1; }
-    std::vector<ElementInfo> getElements() const override { return {kMain}; }
-    Bucket getImageRect() const override { return getRegion(); }
-    Bucket getRegion() const override { return {{0, 0}, {picture_.width(), picture_.height()}}; }
-    std::optional<Bitmap<Float4>> compute(const ElementInfo&, const Bucket& region, float scale, unsigned) override {
-        lastScale = scale;
-        return sampleRegion(picture_, getRegion(), region, scale);
-    }
-    std::optional<Bitmap<float>> computeMono(const ElementInfo&, const Bucket&, float, unsigned) override {
-        return std::nullopt;
-    }
-
-    float lastScale = 0.f;
-
-private:
-    Bitmap<Float4> picture_;
-};
-
 Bitmap<Float4> pattern(int width, int height) {
     Bitmap<Float4> picture(width, height);
     for (int y = 0; y < height; ++y) {
@@ -48,6 +24,13 @@ Bitmap<Float4> pattern(int width, int height) {
         }
     }
     return picture;
+}
+
+// Serves any part of the pattern at any scale.
+void servePattern(test::FakeSource& source) {
+    source.anyPart = true;
+    source.elements = {kMain};
+    source.colour[""] = pattern(source.rect.width(), source.rect.height());
 }
 
 void expectPixelsEqual(const Bitmap<Float4>& part, const Bitmap<Float4>& whole, Pixel offset, float tolerance) {
@@ -63,7 +46,8 @@ void expectPixelsEqual(const Bitmap<Float4>& part, const Bitmap<Float4>& whole, 
 
 class SharpenBlurOperatorTest : public ::testing::Test {
 protected:
-    SharpenBlurOperatorTest() : source(pattern(70, 50)) {
+    SharpenBlurOperatorTest() {
+        servePattern(source);
         settings.set(PropertyId::sharpeningBlurringEnable, Property(true));
         settings.set(PropertyId::sharpeningAmount, Property(0.8f));
         settings.set(PropertyId::sharpeningRadius, Property(5.f));
@@ -72,7 +56,7 @@ protected:
         op.setSettings(&settings);
     }
 
-    PictureSource source;
+    test::FakeSource source{{{0, 0}, {70, 50}}};
     Settings settings;
     SharpenBlurOperator op;
 };
@@ -97,7 +81,7 @@ TEST_F(SharpenBlurOperatorTest, ARegionComesOutAsThosePixelsOfTheWholeFilteredPi
 TEST_F(SharpenBlurOperatorTest, DisabledFilterAndMarkedElementsPassThrough) {
     const Bitmap<Float4> original = pattern(70, 50);
     const Bucket region{{10, 10}, {30, 20}};
-    const auto marked = op.compute({"Z", ElementLayout::Rgb, ElementFlag::NoSharpenBlur}, region, 1.f, 0);
+    const auto marked = op.compute({"", ElementLayout::Rgba, ElementFlag::NoSharpenBlur}, region, 1.f, 0);
     ASSERT_TRUE(marked);
     expectPixelsEqual(*marked, original, region.min, 0.f);
     settings.set(PropertyId::sharpeningBlurringEnable, Property(false));
@@ -106,26 +90,9 @@ TEST_F(SharpenBlurOperatorTest, DisabledFilterAndMarkedElementsPassThrough) {
     expectPixelsEqual(*disabled, original, region.min, 0.f);
 }
 
-TEST(MonoToColorOperator, CopiesTheValueIntoAllFourComponents) {
-    const Bucket rect{{0, 0}, {3, 2}};
-    test::FakeSource source(rect);
-    source.elements = {kMain, {"Mask", ElementLayout::Mono, ElementFlag::NoSharpenBlur}};
-    source.colour[""] = Bitmap<Float4>(3, 2, Float4(1.f, 2.f, 3.f, 4.f));
-    source.mono["Mask"] = Bitmap<float>(3, 2, 0.25f);
-    MonoToColorOperator op;
-    op.setDependency(0, &source);
-    EXPECT_EQ(op.getElements()[1].layout, ElementLayout::Rgb);
-    const auto mask = op.compute(source.elements[1], rect, 1.f, 0);
-    ASSERT_TRUE(mask);
-    for (int c = 0; c < 4; ++c) EXPECT_EQ((*mask)(2, 1)[c], 0.25f);
-    const auto colour = op.compute(kMain, rect, 1.f, 0);
-    ASSERT_TRUE(colour);
-    EXPECT_EQ((*colour)(0, 0).w(), 4.f);
-    EXPECT_FALSE(op.compute({"Other", ElementLayout::Mono, 0}, rect, 1.f, 0));
-}
-
 TEST(ZoomOperator, MagnifiesByWholeBlocksAndForwardsReductions) {
-    PictureSource source(pattern(5, 3));
+    test::FakeSource source({{0, 0}, {5, 3}});
+    servePattern(source);
     ZoomOperator op;
     op.setDependency(0, &source);
     for (const auto& [scale, f] : {std::pair{0.25f, 4}, std::pair{0.3f, 3}}) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "lumora/pipeline/region_sampling.hpp"
+
 namespace lumora::test {
 
 ChannelImage makeImage(int width, int height, const std::vector<std::string>& channels,
@@ -48,8 +50,11 @@ std::optional<Picture> FakeSource::serve(const std::map<std::string, Picture>& p
                                          const Bucket& region, float scale) {
     std::lock_guard lock(mutex_);
     ++calls_[element.name];
+    lastScale = scale;
     const auto it = pictures.find(element.name);
-    if (it == pictures.end() || region != rect || scale != 1.f) return std::nullopt;
+    if (it == pictures.end()) return std::nullopt;
+    if (anyPart) return sampleRegion(it->second, Bucket{Pixel::ZERO, rect.size()}, region, scale);
+    if (region != rect || scale != 1.f) return std::nullopt;
     return it->second;
 }
 

@@ -31,15 +31,16 @@ std::vector<std::string> channelNames(const ChannelImage& image);
 // The sorted names of the files in a folder, hidden ones included, but for those in except.
 std::vector<std::string> filesIn(const std::filesystem::path& folder, const std::vector<std::string>& except = {});
 
-// Stands in for an operator upstream of the one under test: fixed pictures by element name, served
-// only for the whole image rectangle at scale 1; it counts the compute calls per element.
+// Stands in for an operator upstream of the one under test: fixed pictures by element name, of
+// the size of its region rect, served only whole at scale 1 unless anyPart is set; it counts the
+// compute calls per element and keeps the last scale asked for.
 class FakeSource final : public IOperator, public IImageInfoProvider {
 public:
     explicit FakeSource(Bucket rect) : rect(rect) {}
 
     std::int64_t getTimestamp() const override { return time; }
     std::vector<ElementInfo> getElements() const override { return elements; }
-    Bucket getImageRect() const override { return rect; }
+    Bucket getImageRect() const override { return image.value_or(rect); }
     Bucket getRegion() const override { return rect; }
     std::optional<Bitmap<Float4>> compute(const ElementInfo& element, const Bucket& region, float scale,
                                           unsigned) override;
@@ -54,6 +55,9 @@ public:
     int calls(const std::string& name) const;
 
     Bucket rect;
+    bool anyPart = false;
+    std::optional<Bucket> image;  // around the region; the region itself when absent
+    float lastScale = 0.f;
     std::int64_t time = 1;
     std::vector<ElementInfo> elements;
     std::vector<RenderElementInfo> records;
