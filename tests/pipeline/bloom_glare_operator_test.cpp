@@ -60,11 +60,13 @@ protected:
     test::MessageLog texts;
 };
 
-TEST_F(BloomGlareOperatorTest, DisabledOrWithoutIntensityTheLayerIsBlackAndNothingIsAdded) {
-    for (const bool enabled : {false, true}) {
-        settings.set(PropertyId::bloomGlareEnabled, Property(enabled));
-        settings.set(PropertyId::bloomGlareBloomIntensity, Property(enabled ? 0.f : 1.f));
-        settings.set(PropertyId::bloomGlareGlareIntensity, Property(enabled ? 0.f : 1.f));
+TEST_F(BloomGlareOperatorTest, DisabledWithoutIntensityOrStoppedTheLayerIsBlackAndNothingIsAdded) {
+    for (const int condition : {0, 1, 2}) {
+        SCOPED_TRACE(condition);
+        settings.set(PropertyId::bloomGlareEnabled, Property(condition != 0));
+        settings.set(PropertyId::bloomGlareBloomIntensity, Property(condition == 1 ? 0.f : 1.f));
+        settings.set(PropertyId::bloomGlareGlareIntensity, Property(condition == 1 ? 0.f : 1.f));
+        if (condition == 2) effect.stop();
         const auto picture = blend.compute(kMain, kRect, 1.f, IOperator::ComputeUpdate);
         ASSERT_TRUE(picture);
         expectEqual(*picture, source.colour[""], "picture");
@@ -116,16 +118,6 @@ TEST_F(BloomGlareOperatorTest, AStaleLayerIsRecomputedInTheBackground) {
     ASSERT_TRUE(layer);
     expectEqual(*layer, expectedLayer(), "fresh layer");
     EXPECT_EQ(texts.texts(), (std::vector<std::string>{"Bloom and Glare progress", ""}));
-}
-
-TEST_F(BloomGlareOperatorTest, AStoppedOperatorLeavesNoLayer) {
-    effect.stop();
-    const auto picture = blend.compute(kMain, kRect, 1.f, IOperator::ComputeUpdate);
-    ASSERT_TRUE(picture);
-    expectEqual(*picture, source.colour[""], "picture");
-    const auto layer = blend.compute(kInteractive, kRect, 1.f, IOperator::ComputeUpdate);
-    ASSERT_TRUE(layer);
-    expectEqual(*layer, Bitmap<Float4>(kWidth, kHeight), "black layer");
 }
 
 }  // namespace

@@ -156,31 +156,27 @@ TEST_F(DenoiseTest, StopDuringTheJobLeavesNoResult) {
 TEST(BlendDenoised, MixesFiniteDenoisedColoursByTheBlendAmountAndKeepsAlpha) {
     const float inf = std::numeric_limits<float>::infinity();
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    Bitmap<Float4> original(3, 1);
+    const Bucket rect{{0, 0}, {3, 1}};
+    test::FakeSource load(rect), denoise(rect);
+    load.elements = denoise.elements = {{"", ElementLayout::Rgba, 0}};
+    Bitmap<Float4>& original = load.colour[""] = Bitmap<Float4>(3, 1);
     original(0, 0) = Float4(0.2f, 0.4f, 0.6f, 0.5f);
     original(1, 0) = Float4(1.f, 1.f, 1.f, 1.f);
     original(2, 0) = Float4(3.f, 2.f, 1.f, 0.25f);
-    Bitmap<Float4> denoised(3, 1);
+    Bitmap<Float4>& denoised = denoise.colour[""] = Bitmap<Float4>(3, 1);
     denoised(0, 0) = Float4(0.6f, 0.8f, 1.0f, 0.f);
     denoised(1, 0) = Float4(2.f, inf, 2.f, 1.f);
     denoised(2, 0) = Float4(nan, 0.f, 0.f, 1.f);
-
-    const Bucket rect{{0, 0}, {3, 1}};
-    test::FakeSource load(rect), denoise(rect);
-    load.colour[""] = original;
-    denoise.colour[""] = denoised;
-    load.elements = denoise.elements = {{"", ElementLayout::Rgba, 0}};
     Settings settings;
     BlendDenoisedOperator blend;
     blend.setDependency(0, &load);
     blend.setDependency(1, &denoise);
     blend.setSettings(&settings);
-    const ElementInfo beauty{"", ElementLayout::Rgba, 0};
 
     for (const auto& [amount, first] : {std::pair{0.f, original(0, 0)}, {1.f, Float4(0.6f, 0.8f, 1.0f, 0.5f)},
                                          {0.25f, Float4(0.3f, 0.5f, 0.7f, 0.5f)}}) {
         settings.set(PropertyId::denoiseBlendAmount, Property(amount));
-        const auto result = blend.compute(beauty, wholeRegion(load), 1.f, IOperator::ComputeUpdate);
+        const auto result = blend.compute(load.elements[0], rect, 1.f, IOperator::ComputeUpdate);
         ASSERT_TRUE(result.has_value());
         for (int lane = 0; lane < 4; ++lane) EXPECT_NEAR((*result)(0, 0)[lane], first[lane], 1e-6f) << amount << " " << lane;
         // Infinite and NaN denoised values keep the original.
@@ -190,8 +186,7 @@ TEST(BlendDenoised, MixesFiniteDenoisedColoursByTheBlendAmountAndKeepsAlpha) {
 
     // No denoised picture: the original passes through.
     denoise.colour.clear();
-    settings.set(PropertyId::denoiseBlendAmount, Property(1.f));
-    const auto passed = blend.compute(beauty, wholeRegion(load), 1.f, 0);
+    const auto passed = blend.compute(load.elements[0], rect, 1.f, 0);
     ASSERT_TRUE(passed.has_value());
     EXPECT_EQ((*passed)(0, 0).z(), 0.6f);
 }
