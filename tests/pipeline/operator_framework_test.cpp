@@ -52,17 +52,17 @@ private:
     std::atomic<int> runs_{0};
 };
 
-// Makes the first run of a probe signal `entered` and then wait for `release`.
+// Makes the first run of a probe signal `entered` and then wait for `release`. The run waits on
+// its own copy of the future, as the gate may go before the probe's worker has left the run.
 struct FirstRunGate {
     explicit FirstRunGate(ProbeOperator& probe) {
-        probe.onRun = [this](int run) {
+        probe.onRun = [this, released = release.get_future().share()](int run) {
             if (run != 1) return;
             entered.set_value();
             released.wait();
         };
     }
     std::promise<void> entered, release;
-    std::shared_future<void> released = release.get_future().share();
 };
 
 TEST(AsyncOperator, RequestsThatArriveDuringARunMergeIntoOneFurtherRunAndStopEndsTheWait) {
