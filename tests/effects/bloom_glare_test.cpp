@@ -6,11 +6,12 @@
 #include <cstring>
 #include <vector>
 
+#include "lumora/effects/bloom_and_glare_operator.hpp"
 #include "lumora/effects/bloom_glare.hpp"
 #include "lumora/effects/image_rotation.hpp"
 #include "lumora/effects/level_blur.hpp"
-#include "lumora/foundation/hash.hpp"
 #include "lumora/effects/pixel_storage.hpp"
+#include "lumora/foundation/hash.hpp"
 
 namespace lumora {
 namespace {
@@ -177,6 +178,19 @@ TEST(BloomGlare, CancellationEndsWithoutResult) {
     int calls = 0;
     EXPECT_FALSE(applyBloomGlare(0, image, {}, [&](float) { return ++calls > 3; }));
     EXPECT_EQ(calls, 4);
+}
+
+TEST(BloomAndGlareOperator, AddsTheEffectPixelOfEachVisitedPosition) {
+    Bitmap<Float4> effect(4, 4);
+    for (int y = 0; y < 4; ++y) {
+        for (int x = 0; x < 4; ++x) effect(x, y) = Float4(static_cast<float>(10 * y + x));
+    }
+    Bitmap<Float4> target(2, 2, Float4(1.f));
+    BloomAndGlareOperator(effect).apply(Bucket{{1, 0}, {4, 4}}, 2, target.view(), 2);
+    EXPECT_EQ(target(0, 0).w(), 2.f);   // (1, 0)
+    EXPECT_EQ(target(1, 0).x(), 4.f);   // (3, 0)
+    EXPECT_EQ(target(0, 1).y(), 22.f);  // (1, 2)
+    EXPECT_EQ(target(1, 1).z(), 24.f);  // (3, 2)
 }
 
 }  // namespace
