@@ -296,8 +296,9 @@ TEST(AccumulatorTest, MetadataAgreementRules) {
         const ChannelImage result = merge.accumulator.finish();
         EXPECT_EQ(merge.warnings, c.warnings);
         // The first input's value is kept.
-        if (const auto* kept = result.getAttribute<int>("lumora.bg.streakcount")) {
-            EXPECT_EQ(kept->value, 4);
+        if (a.attributes().contains("lumora.bg.streakcount")) {
+            ASSERT_NE(result.getAttribute<int>("lumora.bg.streakcount"), nullptr);
+            EXPECT_EQ(result.getAttribute<int>("lumora.bg.streakcount")->value, 4);
         }
     }
 }
