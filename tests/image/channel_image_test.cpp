@@ -57,14 +57,8 @@ void expectStop(const std::function<void()>& f) { EXPECT_TRUE(test::thrownMessag
 
 TEST(Utf16Less, OrdersAsUtf16CodeUnits) {
     // U+1F600 is a surrogate pair in UTF-16 and so sorts before U+FF5E, unlike in UTF-8.
-    const std::string emoji = "\xF0\x9F\x98\x80";
-    const std::string tilde = "\xEF\xBD\x9E";
-    EXPECT_TRUE(Utf16Less()("x" + emoji, "x" + tilde));
-    EXPECT_FALSE(Utf16Less()("x" + tilde, "x" + emoji));
-
-    std::vector<std::string> names{"Light.R", "Light.001.R", "light", "", tilde, emoji, "\xC3\xA9", "\xE4\xB8\x80",
-                                   "\xED\x9F\xBF", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF", "Light", "Z", tilde + "a",
-                                   emoji + "a", "B", "a"};
+    std::vector<std::string> names{"Light.R", "Light.001.R", "light", "", "\xEF\xBD\x9E", "\xF0\x9F\x98\x80",
+                                   "\xC3\xA9", "\xEE\x80\x80", "\xF4\x8F\xBF\xBF", "Light", "Z", "a"};
     std::vector<std::string> byUtf16 = names;
     std::sort(byUtf16.begin(), byUtf16.end(),
               [](const std::string& a, const std::string& b) { return text::toUtf16(a) < text::toUtf16(b); });
@@ -147,27 +141,22 @@ TEST(ListElements, LayoutsAndFlags) {
     }
 }
 
-TEST(ListElements, IgnoresChannelsThatAreNotFloat) {
+TEST(ListElements, IgnoresChannelsThatAreNotFloatAndFallsBackOnTheLightMixList) {
     ChannelImage image = makeImage({"R", "G", "Key.R", "Key.G", "Key.B"});
-    image.addChannel(std::make_unique<Channel<unsigned int>>("B", 2, 2));
-    image.addChannel(std::make_unique<Channel<unsigned int>>("A", 2, 2));
-    image.addChannel(std::make_unique<Channel<unsigned int>>("Id", 2, 2));
+    for (const char* name : {"B", "A", "Id"}) image.addChannel(std::make_unique<Channel<unsigned int>>(name, 2, 2));
     EXPECT_EQ(describe(image.listElements()),
               describe({{"", ElementLayout::Invalid, kRaw}, {"Key", ElementLayout::Rgb, 0}}));
     EXPECT_EQ(image.listFloatChannelNames(), (std::vector<std::string>{"G", "Key.B", "Key.G", "Key.R", "R"}));
-}
 
-TEST(ListElements, LightMixListIsTheFallbackForRecords) {
-    ChannelImage image = makeImage(concat({element("Key"), element("Fill")}));
-    image.setAttribute(names::elements, 7);  // not text: ignored
-    image.setAttribute<std::string>(names::lightmixElements, "\"Key\", \"Fill\"");
-    EXPECT_EQ(describe(image.listElements()), describe({{"Fill", ElementLayout::Rgb, kLightSelect | kNoBloom | kNoGlare},
+    ChannelImage mixed = makeImage(concat({element("Key"), element("Fill")}));
+    mixed.setAttribute(names::elements, 7);  // not text: ignored
+    mixed.setAttribute<std::string>(names::lightmixElements, "\"Key\", \"Fill\"");
+    EXPECT_EQ(describe(mixed.listElements()), describe({{"Fill", ElementLayout::Rgb, kLightSelect | kNoBloom | kNoGlare},
                                                         {"Key", ElementLayout::Rgb, kLightSelect | kNoBloom | kNoGlare}}));
 }
 
 TEST(RenderElementInfos, ReadFindAndAdd) {
     ChannelImage image;
-    EXPECT_TRUE(image.getRenderElementInfos().empty());
     image.setAttribute<std::string>(names::lightmixElements, "\"Old\"");
     image.setAttribute<std::string>(names::elements, "not an array");
     EXPECT_TRUE(image.getRenderElementInfos().empty());  // present but unreadable: no fallback
@@ -176,29 +165,20 @@ TEST(RenderElementInfos, ReadFindAndAdd) {
         {"Mix A", RenderElementType::LightMix, 0},
         {"LightMix Interactive", RenderElementType::LightSelect, 0},
         {"Glow", RenderElementType::BloomGlare, 16},
-        {"Mix B", RenderElementType::LightMix, 0},
         {"Quote \" and \\ and |", RenderElementType::Texmap, 1},
-        {"Glow", RenderElementType::Shadows, 0},
     };
     setRenderElementInfos(image, infos);
     EXPECT_EQ(image.getRenderElementInfos(), infos);
+    // The interactive names find the first element of their type, other names match exactly.
     EXPECT_EQ(image.findRenderElementInfo("LightMix Interactive")->name, "Mix A");
     EXPECT_EQ(image.findRenderElementInfo("Bloom and Glare Interactive")->name, "Glow");
-    EXPECT_EQ(image.findRenderElementInfo("Glow")->type, RenderElementTypeVariant(RenderElementType::BloomGlare));
     EXPECT_EQ(image.findRenderElementInfo("Quote \" and \\ and |")->flags, 1u);
     EXPECT_FALSE(image.findRenderElementInfo("glow").has_value());
-    EXPECT_FALSE(image.findRenderElementInfo("BEAUTY").has_value());
-
-    const RenderElementInfo sun("Sun", RenderElementType::LightSelect, 1);
-    image.addRenderElementInfo(sun);
-    auto expected = infos;
-    expected.push_back(sun);
-    EXPECT_EQ(image.getRenderElementInfos(), expected);
 
     // Adding to a light-mix list stores the whole list in the current form.
     ChannelImage old;
     old.setAttribute<std::string>(names::lightmixElements, "\"Key\"");
-    old.addRenderElementInfo(sun);
+    old.addRenderElementInfo(RenderElementInfo("Sun", RenderElementType::LightSelect, 1));
     EXPECT_EQ(old.getAttribute<std::string>(names::elements)->value,
               "\"Key|LightSelect|ColorMapped\", \"Sun|LightSelect|ColorMapped\"");
 }
@@ -206,31 +186,23 @@ TEST(RenderElementInfos, ReadFindAndAdd) {
 TEST(ChannelImageModel, CopiesAreDeep) {
     ChannelImage original = makeImage({"R"});
     original.setAttribute<std::string>("note", "a");
-    ChannelImage copy(original);
-    copy.getChannel<float>("R")->at(1, 1) = 7.f;
-    copy.getAttribute<std::string>("note")->value = "b";
-    ChannelImage assigned;
-    assigned = copy;
-    copy.getChannel<float>("R")->at(0, 0) = 9.f;
+    ChannelImage copy(original), assigned;
+    assigned = original;
+    for (ChannelImage* changed : {&copy, &assigned}) {
+        changed->getChannel<float>("R")->at(1, 1) = 7.f;
+        changed->getAttribute<std::string>("note")->value = "b";
+    }
     EXPECT_EQ(original.getChannel<float>("R")->data, std::vector<float>(4, 0.f));
     EXPECT_EQ(original.getAttribute<std::string>("note")->value, "a");
-    EXPECT_EQ(assigned.getChannel<float>("R")->data, (std::vector<float>{0.f, 0.f, 0.f, 7.f}));
-    EXPECT_EQ(assigned.getAttribute<std::string>("note")->value, "b");
-
-    // Channels are looked up by type too.
-    original.addChannel(std::make_unique<Channel<unsigned int>>("Id", 3, 1));
-    EXPECT_EQ(original.getChannel<float>("Id"), nullptr);
-    EXPECT_NE(original.getChannel<unsigned int>("Id"), nullptr);
 }
 
-TEST(ChannelImageModel, LayoutsAndEnsure) {
+TEST(ChannelImageModel, LayoutsEnsureAndStridedCopies) {
     ChannelImage image = makeImage(concat({element("", "RGB"), element("Key", "RGBA"), {"Z"}}), 3, 2);
     image.addChannel(std::make_unique<Channel<unsigned int>>("Spec.R", 3, 2));
     EXPECT_TRUE(image.hasLayout("", ElementLayout::Rgb));
     EXPECT_FALSE(image.hasLayout("", ElementLayout::Rgba));
     EXPECT_TRUE(image.hasLayout("Key", ElementLayout::Rgba));
     EXPECT_TRUE(image.hasLayout("Z", ElementLayout::Mono));
-    EXPECT_FALSE(image.hasLayout("Key", ElementLayout::Mono));
     expectStop([&] { (void)image.hasLayout("", ElementLayout::Invalid); });
 
     image.getChannel<float>("R")->at(2, 1) = 3.f;
@@ -238,21 +210,15 @@ TEST(ChannelImageModel, LayoutsAndEnsure) {
     EXPECT_EQ(image.getChannel<float>("R")->at(2, 1), 3.f);  // existing channels are kept
     ASSERT_NE(image.getChannel<float>("A"), nullptr);
     EXPECT_EQ(image.getChannel<float>("A")->data, std::vector<float>(6, 0.f));
-
     image.ensureRgb("Spec");  // the UINT channel is replaced by a float one
     EXPECT_TRUE(image.hasRgb("Spec"));
     EXPECT_EQ(image.getChannel<float>("Spec.G")->getWidth(), 3);
-    EXPECT_EQ(image.getChannel<float>("Spec.G")->getHeight(), 2);
-}
 
-TEST(ChannelImageModel, CopyChannelDataWithStride) {
-    ChannelImage image = makeImage({"Z", "Key.R", "Key.G", "Key.B"}, 2, 2);
-    auto& z = *image.getChannel<float>("Z");
-    z.data = {1.f, 2.f, 3.f, 4.f};
-    std::vector<float> buffer(6, -1.f);
-    image.copyChannelData("Z", ElementLayout::Mono, buffer.data(), 3);
-    EXPECT_EQ(buffer, (std::vector<float>{1.f, 2.f, -1.f, 3.f, 4.f, -1.f}));
-    expectStop([&] { image.copyChannelData("Key", ElementLayout::Rgb, buffer.data(), 3); });
+    image.getChannel<float>("Z")->data = {1.f, 2.f, 3.f, 4.f, 5.f, 6.f};
+    std::vector<float> buffer(8, -1.f);
+    image.copyChannelData("Z", ElementLayout::Mono, buffer.data(), 4);
+    EXPECT_EQ(buffer, (std::vector<float>{1.f, 2.f, 3.f, -1.f, 4.f, 5.f, 6.f, -1.f}));
+    expectStop([&] { image.copyChannelData("Key", ElementLayout::Rgb, buffer.data(), 4); });
 }
 
 TEST(ChannelImageModel, RecognisesLxr) {
@@ -264,7 +230,6 @@ TEST(ChannelImageModel, RecognisesLxr) {
         {"marker in other case",
          [](ChannelImage& i) { i.attributes().erase(names::isLumoraExr), i.setAttribute("lumora.isLumoraExr", 1); }},
         {"passes missing", [](ChannelImage& i) { i.attributes().erase(names::statsPasses); }},
-        {"time as double", [](ChannelImage& i) { i.setAttribute(names::statsTime, 20.0); }},
         {"rays per sample as int", [](ChannelImage& i) { i.setAttribute(names::statsRaysPerSample, 1); }},
     };
     for (const auto& [title, change] : cases) {
@@ -324,38 +289,30 @@ TEST(BitmapExtraction, MonoAtEachScale) {
     expectBitmap(wide, rows);
 }
 
-TEST(BitmapExtraction, ColourVariantsSampleLikeMono) {
+TEST(BitmapExtraction, ColourVariantsSampleLikeMonoAndWriteBack) {
     const ChannelImage image = makeGradient();
     const Bucket whole{{0, 0}, {5, 3}};
     const auto rgb = image.extractRgbBitmap("", whole, 2.f);
     const auto rgba = image.extractRgbaBitmap("", whole, 0.5f);
     ASSERT_EQ(rgb.width(), 3);
-    ASSERT_EQ(rgb.height(), 2);
     EXPECT_EQ(rgb(2, 1), (Rgb{24.f, 124.f, 224.f}));
-    ASSERT_EQ(rgba.width(), 10);
     ASSERT_EQ(rgba.height(), 6);
-    EXPECT_EQ(rgba(9, 5).x(), 24.f);
-    EXPECT_EQ(rgba(9, 5).w(), 324.f);
+    EXPECT_TRUE((rgba(9, 5) == Float4(24.f, 124.f, 224.f, 324.f)).all());
 
     ChannelImage copy = image;
+    copy.setRgbBitmap("", Bitmap<Rgb>(5, 3, Rgb{0.5f, 0.25f, 0.125f}));
+    EXPECT_EQ(copy.extractRgbBitmap("", whole, 1.f)(3, 1), (Rgb{0.5f, 0.25f, 0.125f}));
+    EXPECT_EQ(copy.getChannel<float>("A")->at(3, 1), 313.f);  // alpha untouched
     Bitmap<Float4> picture(5, 3, Float4(1.f, 2.f, 3.f, 4.f));
     picture(4, 2) = Float4(5.f, 6.f, 7.f, 8.f);
     copy.setRgbaBitmap("Key", picture);
-    const auto back = copy.extractRgbaBitmap("Key", whole, 1.f);
-    EXPECT_EQ(back(4, 2).z(), 7.f);
-    EXPECT_EQ(back(0, 0).w(), 4.f);
-    Bitmap<Rgb> colour(5, 3, Rgb{0.5f, 0.25f, 0.125f});
-    copy.setRgbBitmap("", colour);
-    EXPECT_EQ(copy.extractRgbBitmap("", whole, 1.f)(3, 1), (Rgb{0.5f, 0.25f, 0.125f}));
-    EXPECT_EQ(copy.getChannel<float>("A")->at(3, 1), 313.f);  // alpha untouched
+    EXPECT_TRUE((copy.extractRgbaBitmap("Key", whole, 1.f)(4, 2) == Float4(5.f, 6.f, 7.f, 8.f)).all());
 }
 
 TEST(BitmapExtraction, NothingOutsideTheImage) {
     const ChannelImage image = makeGradient();
-    const std::vector<Bucket> outside{
-        {{-1, 0}, {2, 2}}, {{0, 0}, {6, 3}}, {{3, 2}, {5, 4}}, {{2, 2}, {2, 3}}, {{4, 1}, {3, 2}},
-    };
-    for (const auto& region : outside) {
+    for (const Bucket& region : {Bucket{{-1, 0}, {2, 2}}, Bucket{{0, 0}, {6, 3}}, Bucket{{3, 2}, {5, 4}},
+                                 Bucket{{2, 2}, {2, 3}}, Bucket{{4, 1}, {3, 2}}}) {
         EXPECT_TRUE(image.extractMonoBitmap("Z", region, 1.f).empty());
         EXPECT_TRUE(image.extractRgbaBitmap("", region, 0.5f).empty());
     }

@@ -10,7 +10,6 @@
 #include <OpenEXR/ImfPartType.h>
 #include <OpenEXR/ImfTiledOutputPart.h>
 
-#include <cstring>
 #include <functional>
 #include <map>
 
@@ -47,16 +46,6 @@ Reference readWithInputFile(const fs::path& path) {
     return reference;
 }
 
-std::vector<std::uint32_t> bitsOf(const IChannel& channel) {
-    std::vector<std::uint32_t> bits(static_cast<std::size_t>(channel.getWidth()) * channel.getHeight());
-    if (const auto* f = dynamic_cast<const Channel<float>*>(&channel)) {
-        std::memcpy(bits.data(), f->data.data(), bits.size() * 4);
-    } else if (const auto* u = dynamic_cast<const Channel<unsigned>*>(&channel)) {
-        std::memcpy(bits.data(), u->data.data(), bits.size() * 4);
-    }
-    return bits;
-}
-
 void expectSameAsReference(const ChannelImage& image, const Reference& reference) {
     const auto* window = image.getAttribute<Bucket>(names::dataWindow);
     ASSERT_NE(window, nullptr);
@@ -66,7 +55,7 @@ void expectSameAsReference(const ChannelImage& image, const Reference& reference
     for (const auto& [name, bits] : reference.bits) {
         const auto it = image.channels().find(name);
         ASSERT_NE(it, image.channels().end()) << name;
-        EXPECT_EQ(bitsOf(*it->second), bits) << name;
+        EXPECT_EQ(channelBits(*it->second), bits) << name;
     }
 }
 

@@ -1,12 +1,10 @@
 #include "lumora/image/exr_loader.hpp"
 
 #include <OpenEXR/ImfBoxAttribute.h>
-#include <OpenEXR/ImfDoubleAttribute.h>
 #include <OpenEXR/ImfFloatAttribute.h>
 #include <OpenEXR/ImfIntAttribute.h>
 #include <OpenEXR/ImfMatrixAttribute.h>
 #include <OpenEXR/ImfStringAttribute.h>
-#include <OpenEXR/ImfVecAttribute.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -42,15 +40,12 @@ TEST(ExrLoader, ConvertsSupportedAttributesAndSkipsTheOthers) {
     const fs::path folder = testFolder();
     Imf::Header header(box(0, 0, 3, 2), box(0, 0, 3, 2));
     header.insert("gamma", Imf::FloatAttribute(2.2f));
-    header.insert("text", Imf::StringAttribute("Gr\xC3\xBC\xC3\x9F" "e \xE2\x9C\x93"));
     header.insert("broken", Imf::StringAttribute("a\xFF" "b"));
-    header.insert("d", Imf::DoubleAttribute(1.0 / 3.0));
-    header.insert("pos", Imf::V2iAttribute(Imath::V2i(-3, 7)));
     header.insert("region", Imf::Box2iAttribute(box(1, 2, 4, 8)));
-    header.insert("tint", Imf::V3fAttribute(Imath::V3f(0.5f, 1.5f, -2.f)));
     header.insert("matrix", Imf::M33fAttribute(Imath::M33f()));
     header.insert("caf\xE9", Imf::IntAttribute(5));  // an 8-bit name
-    // LXR is recognised by exactly named attributes; a marker in another case is an ordinary one.
+    // Types the writer also stores are checked by the LXR round trip. LXR is recognised by exactly
+    // named attributes; a marker in another case is an ordinary one.
     header.insert("lumora.islumoraexr", Imf::IntAttribute(1));
     header.insert("lumora.isLumoraExr", Imf::IntAttribute(7));
     header.insert("lumora.stats.passes", Imf::IntAttribute(12));
@@ -62,15 +57,10 @@ TEST(ExrLoader, ConvertsSupportedAttributesAndSkipsTheOthers) {
     auto image = ExrLoader().load(folder / "attributes.exr");
     ASSERT_TRUE(image) << image.error();
     EXPECT_EQ(image->getAttribute<float>(names::gamma)->value, 2.2f);
-    EXPECT_EQ(image->getAttribute<std::string>("text")->value, "Gr\xC3\xBC\xC3\x9F" "e \xE2\x9C\x93");
     EXPECT_EQ(image->getAttribute<std::string>("broken")->value, "a\xEF\xBF\xBD" "b");
-    EXPECT_EQ(image->getAttribute<double>("d")->value, 1.0 / 3.0);
-    EXPECT_EQ(image->getAttribute<Pixel>("pos")->value, (Pixel{-3, 7}));
     EXPECT_EQ(image->getAttribute<Bucket>("region")->value, (Bucket{{1, 2}, {5, 9}}));
-    EXPECT_EQ(image->getAttribute<Rgb>("tint")->value, (Rgb{0.5f, 1.5f, -2.f}));
     EXPECT_EQ(image->getAttribute<int>("caf\xC3\xA9")->value, 5);
     EXPECT_EQ(image->getAttribute<float>(names::pixelAspectRatio)->value, 1.f);
-    EXPECT_EQ(image->getAttribute<float>(names::screenWindowWidth)->value, 1.f);
     EXPECT_TRUE(isLumoraExr(*image));
     EXPECT_EQ(image->getAttribute<int>("lumora.isLumoraExr")->value, 7);
     // v2f, m33f and OpenEXR's own structural types are not kept.
@@ -178,13 +168,6 @@ protected:
         return i + 1;
     }
 
-    // Offset of the dataWindow value (four ints: min x, min y, max x, max y).
-    std::size_t dataWindowValue() const {
-        static const std::string key("dataWindow\0box2i\0", 17);
-        const auto it = std::search(bytes.begin(), bytes.end(), key.begin(), key.end());
-        return static_cast<std::size_t>(it - bytes.begin()) + key.size() + 4;
-    }
-
     fs::path withBytes(const std::vector<char>& content) const {
         const fs::path path = folder / "damaged.exr";
         writeBytes(path, content);
@@ -195,7 +178,7 @@ protected:
     std::vector<char> withWindow(std::int32_t minX, std::int32_t minY, std::int32_t maxX, std::int32_t maxY) const {
         std::vector<char> patched = bytes;
         const std::int32_t values[] = {minX, minY, maxX, maxY};
-        std::memcpy(&patched[dataWindowValue()], values, sizeof values);
+        std::memcpy(&patched[dataWindowOffset(bytes)], values, sizeof values);
         return patched;
     }
 
@@ -228,7 +211,7 @@ TEST_F(ExrLoaderDamaged, DamagedOrUnsupportedHeadersGiveTheirMessage) {
     const std::string claimsMore = "File is damaged: its header claims more pixel data than the file holds.";
     std::vector<char> hugeAttribute = bytes;
     const std::int32_t size = 1 << 30;
-    std::memcpy(&hugeAttribute[dataWindowValue() - 4], &size, 4);
+    std::memcpy(&hugeAttribute[dataWindowOffset(bytes) - 4], &size, 4);
     struct Case {
         const char* what;
         std::vector<char> bytes;

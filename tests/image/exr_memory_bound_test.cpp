@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <random>
 
 #include "exr_test_support.hpp"
@@ -78,14 +77,13 @@ TEST(ExrMemoryBound, DamagedClaimsAreRefusedWithinTwiceTheFileSize) {
     fs::remove(folder / "out.lxr");
 
     const std::vector<char> bytes = readBytes(good);
-    static const std::string key("dataWindow\0box2i\0", 17);
-    const auto at = std::search(bytes.begin(), bytes.end(), key.begin(), key.end()) - bytes.begin() + 21;
+    const std::size_t at = dataWindowOffset(bytes);
     // Windows that ZIP data of this size cannot fill: about 3 GiB and 12 GiB of pixels.
     const std::int32_t claims[][4] = {{0, 0, 16383, 16383}, {0, 0, 32767, 32767}};
     for (const auto& claim : claims) {
         SCOPED_TRACE(claim[2]);
         std::vector<char> damaged = bytes;
-        std::memcpy(&damaged[static_cast<std::size_t>(at)], claim, sizeof claim);
+        std::memcpy(&damaged[at], claim, sizeof claim);
         const fs::path path = folder / "damaged.exr";
         writeBytes(path, damaged);
         const EditorRun run = runEditorLimited(path, folder);

@@ -10,7 +10,10 @@
 #include <Imath/half.h>
 #include <gtest/gtest.h>
 
+#include "lumora/image/channel_image.hpp"
+
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -41,6 +44,21 @@ inline void writeBytes(const fs::path& path, const std::vector<char>& bytes) {
     fs::remove(path);  // truncating a file in place can make the file system write it out at once
     std::ofstream out(path, std::ios::binary);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+// Offset of the data window's value (min x, min y, max x, max y) in a scan-line file's bytes.
+inline std::size_t dataWindowOffset(const std::vector<char>& bytes) {
+    static const std::string key("dataWindow\0box2i\0", 17);
+    return static_cast<std::size_t>(std::search(bytes.begin(), bytes.end(), key.begin(), key.end()) - bytes.begin()) +
+           key.size() + 4;
+}
+
+// A channel's values as 32-bit patterns (floats and uints alike), so that NaNs compare too.
+inline std::vector<std::uint32_t> channelBits(const IChannel& channel) {
+    std::vector<std::uint32_t> bits(static_cast<std::size_t>(channel.getWidth()) * channel.getHeight());
+    if (const auto* f = dynamic_cast<const Channel<float>*>(&channel)) std::memcpy(bits.data(), f->data.data(), bits.size() * 4);
+    if (const auto* u = dynamic_cast<const Channel<unsigned>*>(&channel)) std::memcpy(bits.data(), u->data.data(), bits.size() * 4);
+    return bits;
 }
 
 inline Imath::Box2i box(int x0, int y0, int x1, int y1) { return {{x0, y0}, {x1, y1}}; }

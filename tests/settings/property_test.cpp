@@ -17,56 +17,21 @@ const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 bool isStop(const std::string& message) { return message.starts_with("STOP@") && message.ends_with(")"); }
 
-TEST(Property, DefaultIsEmptyAndUnprintable) {
+TEST(Property, EmptyIsUnprintableAndArraysOwnTheirElements) {
     const Property empty;
-    EXPECT_EQ(empty.type(), PropertyType::Empty);
     EXPECT_TRUE(empty.isEmpty());
     EXPECT_TRUE(isStop(thrownMessage([&] { (void)toStr(empty); })));
     EXPECT_TRUE(isStop(thrownMessage([&] { (void)empty.getAlignedTypeStr(); })));
-    EXPECT_TRUE(isStop(thrownMessage([&] { (void)(empty == Property()); })));
-}
 
-TEST(Property, ConstructorsSetTypeAndText) {
-    const std::vector<Vec3> dirs = {{0, 0, 1}, {1, 0, 0}};
-    const std::vector<Vector2> points = {{1, 2}, {0.5f, -3}};
-    const std::vector<std::string> names = {"a", "b c"};
-    struct Case {
-        Property value;
-        PropertyType type;
-        std::string text;
-    };
-    const std::vector<Case> cases = {
-        {Property(2.2f), PropertyType::Float, "2.2"},
-        {Property(1e10f), PropertyType::Float, "1e+10"},
-        {Property(Vec3{1, 1, 1}), PropertyType::Vec3, "1 1 1"},
-        {Property("say \"hi\""), PropertyType::String, R"("say \"hi\"")"},
-        {Property::intArray({1, -2, 3}), PropertyType::IntArray, "1, -2, 3"},
-        {Property::boolArray({true, false}), PropertyType::BoolArray, "true, false"},
-        {Property::vec2Array(points), PropertyType::Vec2Array, "1 2, 0.5 -3"},
-        {Property::vec3Array(dirs), PropertyType::Vec3Array, "0 0 1, 1 0 0"},
-        {Property::stringArray(names), PropertyType::StringArray, R"("a", "b c")"},
-        {Property(std::span<const float>{}), PropertyType::FloatArray, ""},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.value.type(), c.type) << c.text;
-        EXPECT_EQ(toStr(c.value), c.text);
-    }
-}
-
-TEST(Property, CopiesAndAssignmentsOwnTheirElements) {
     std::vector<int> source = {1, 2, 3};
     const Property original = Property::intArray(source);
     source[0] = 99;
-    EXPECT_EQ(original.asIntArray()[0], 1);
-    Property copy = original;
+    Property copy(3.f);
+    copy = original;
+    EXPECT_EQ(copy.asIntArray()[0], 1);
     EXPECT_NE(copy.asIntArray().data(), original.asIntArray().data());
-    EXPECT_TRUE(copy == original);
-
-    const Property bools = Property::boolArray({true, false, true});
-    Property p(3.f);
-    p = bools;
-    EXPECT_NE(p.asBoolArray().data(), bools.asBoolArray().data());
-    EXPECT_EQ(toStr(p), "true, false, true");
+    EXPECT_EQ(toStr(Property(1e10f)) + " " + toStr(Property::vec2Array(std::vector<Vector2>{{1, 2}, {0.5f, -3}})),
+              "1e+10 1 2, 0.5 -3");
 }
 
 TEST(Property, WrongAccessThrowsTypeException) {
