@@ -36,16 +36,22 @@ void expectSharedDistancesMatchDirectOnes() {
     nlm::WindowScratch scratch;
     int visits = 0;
     for (const nlm::Tile tile : {nlm::Tile{0, 9, 0, 7}, nlm::Tile{9, 23, 7, 19}, nlm::Tile{0, 9, 7, 19}}) {
-        nlm::forEachOffset<Window, Patch>(src, tile, scratch, [&](int x, int y, int local, int dx, int dy, float d) {
-            ++visits;
-            ASSERT_EQ(local, (y - tile.y0) * tile.width() + x - tile.x0);
-            ASSERT_TRUE(x + dx >= 0 && x + dx < width && y + dy >= 0 && y + dy < height);
-            const PatchClip clip = PatchClip::of(Patch / 2, x, y, x + dx, y + dy, width, height);
-            const float direct = nlm::colourDistanceBorder<Patch>(colour.data(), variance.data(), width,
-                                                                  y * width + x, (y + dy) * width + x + dx, clip, terms);
-            ASSERT_NEAR(d, direct, 1e-5f * direct + 1e-7f) << "pixel (" << x << ", " << y << ") offset (" << dx
-                                                            << ", " << dy << ")";
-        });
+        const float* distances = nlm::tileDistances<Window, Patch>(src, tile, scratch);
+        for (int y = tile.y0; y < tile.y1; ++y) {
+            for (int x = tile.x0; x < tile.x1; ++x) {
+                const int local = (y - tile.y0) * tile.width() + x - tile.x0;
+                const auto range = nlm::OffsetRange::of(Window / 2, x, y, width, height);
+                nlm::forEachOffset<Window>(distances, std::size_t(tile.area()), local, range, [&](int dx, int dy, float d) {
+                    ++visits;
+                    ASSERT_TRUE(x + dx >= 0 && x + dx < width && y + dy >= 0 && y + dy < height);
+                    const PatchClip clip = PatchClip::of(Patch / 2, x, y, x + dx, y + dy, width, height);
+                    const float direct = nlm::colourDistanceBorder<Patch>(
+                        colour.data(), variance.data(), width, y * width + x, (y + dy) * width + x + dx, clip, terms);
+                    ASSERT_NEAR(d, direct, 1e-5f * direct + 1e-7f)
+                        << "pixel (" << x << ", " << y << ") offset (" << dx << ", " << dy << ")";
+                });
+            }
+        }
     }
     EXPECT_GT(visits, 0);
 }
