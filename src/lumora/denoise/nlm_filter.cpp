@@ -1,6 +1,6 @@
 #include "lumora/denoise/nlm_filter.hpp"
 
-#include <vector>
+#include <array>
 
 #include "lumora/denoise/nlm_simd.hpp"
 #include "lumora/denoise/nlm_window.hpp"
@@ -28,7 +28,9 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
         params_.owner ? params_.owner->nlmFeatures() : std::span<const NlmFeature>();
     const Float4* values = image.data();
     const float h = params_.h;
-    const float featureScale = params_.featureScale;
+    // Every offset scales the feature floors alike.
+    std::array<float, Window * Window> floorScale;
+    floorScale.fill(params_.featureScale);
     const Float4 minusH(-h);
     const Float4 log2e(kLog2e);
 
@@ -36,6 +38,9 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
     const bool done = nlm::forEachTile<Window>(batch, width, height, [&](const nlm::Tile& tile,
                                                                          nlm::WindowScratch& scratch) {
         const float* distances = nlm::tileDistances<Window, Patch>(src, tile, scratch);
+        const float* exponents = features.empty() ? nullptr
+                                                  : nlm::tileFeatureExponents<Window>(features, floorScale.data(), width,
+                                                                                      height, tile, scratch);
         const std::size_t area = std::size_t(tile.area());
         const auto skipped = [&](std::ptrdiff_t p) {
             return CandidatesOnly && !isNlmCandidate(colour_.data()[p], variance_.data()[p]);
@@ -81,9 +86,9 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
                     const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;
                     // Without features, the lane exponential of the four-pixel path, so that every
                     // pixel gets the same weights whichever path it takes.
-                    const float w = features.empty()
-                                        ? exp2(minusH * Float4(distance) * log2e).x()
-                                        : nlm::pairWeight(nlm::colourWeight(distance, h), features, p, q, featureScale);
+                    const std::size_t o = std::size_t((dy + wr) * Window + dx + wr) * area + std::size_t(rowLocal + x);
+                    const float w = exponents ? std::min(nlm::colourWeight(distance, h), nlm::featureWeight(exponents[o]))
+                                              : exp2(minusH * Float4(distance) * log2e).x();
                     weight += w;
                     sum += values[q] * w;
                 });
