@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <random>
 
@@ -25,7 +26,8 @@ Bitmap<Float4> randomImage(int width, int height, unsigned seed, float lo, float
     return image;
 }
 
-// The distances shared over a tile are those of each pixel's own clipped patch.
+// The distances shared over a tile are those of each pixel's own clipped patch, and the feature
+// exponents those of each pair, at the offset's own floor scale.
 template <int Window, int Patch>
 void expectSharedDistancesMatchDirectOnes() {
     const int width = 23, height = 19;
@@ -33,10 +35,16 @@ void expectSharedDistancesMatchDirectOnes() {
     const Bitmap<Float4> variance = randomImage(width, height, 2, 0.001f, 0.01f);
     const nlm::ColourTerms terms{Float4(1.f), Float4(0.0001f)};
     const nlm::PatchSource src{colour.data(), variance.data(), width, height, terms};
+    const NlmFeature feature{colour.data(), variance.data(), variance.data(), Float4(2.f), Float4(0.002f),
+                             Float4(1.f), NlmFeature::kActive};
+    std::array<float, Window * Window> floorScale;
+    for (std::size_t i = 0; i < floorScale.size(); ++i) floorScale[i] = 1.f + float(i);
     nlm::WindowScratch scratch;
     int visits = 0;
     for (const nlm::Tile tile : {nlm::Tile{0, 9, 0, 7}, nlm::Tile{9, 23, 7, 19}, nlm::Tile{0, 9, 7, 19}}) {
         const float* distances = nlm::tileDistances<Window, Patch>(src, tile, scratch);
+        const float* exponents =
+            nlm::tileFeatureExponents<Window>({&feature, 1}, floorScale.data(), width, height, tile, scratch);
         for (int y = tile.y0; y < tile.y1; ++y) {
             for (int x = tile.x0; x < tile.x1; ++x) {
                 const int local = (y - tile.y0) * tile.width() + x - tile.x0;
@@ -49,6 +57,9 @@ void expectSharedDistancesMatchDirectOnes() {
                         colour.data(), variance.data(), width, y * width + x, (y + dy) * width + x + dx, clip, terms);
                     ASSERT_NEAR(d, direct, 1e-5f * direct + 1e-7f)
                         << "pixel (" << x << ", " << y << ") offset (" << dx << ", " << dy << ")";
+                    const std::size_t o = std::size_t((dy + Window / 2) * Window + dx + Window / 2);
+                    ASSERT_EQ(exponents[o * std::size_t(tile.area()) + std::size_t(local)],
+                              nlm::featureExponent({&feature, 1}, y * width + x, (y + dy) * width + x + dx, floorScale[o]));
                 });
             }
         }
@@ -60,6 +71,17 @@ TEST(NlmWindow, SharedPatchDistancesAreThoseOfTheClippedPatches) {
     expectSharedDistancesMatchDirectOnes<7, 3>();
     expectSharedDistancesMatchDirectOnes<13, 7>();
     expectSharedDistancesMatchDirectOnes<11, 5>();
+}
+
+TEST(NlmWindow, AFeatureZeroEverywhereWeighsAsItsPixelsWould) {
+    const Bitmap<Float4> zeros(2, 1);
+    NlmFeature computed{zeros.data(), zeros.data(), zeros.data(), Float4(3.f), Float4(0.01f), Float4(1.f),
+                        NlmFeature::kActive};
+    NlmFeature shortcut = computed;
+    shortcut.zero = true;
+    const float expected = nlm::featureExponent({&computed, 1}, 0, 1, 2.f);
+    EXPECT_EQ(expected, 0.f);
+    EXPECT_TRUE(testing::sameBits(Float4(nlm::featureExponent({&shortcut, 1}, 0, 1, 2.f)), Float4(expected)));
 }
 
 TEST(NlmVectorFilter, ZeroVarianceGivesTheWeightOfTheSquaredDifferenceOverEpsilon) {
