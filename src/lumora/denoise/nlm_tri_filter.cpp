@@ -91,9 +91,9 @@ std::optional<TriCandidates> NlmTriFilter<Window, Patch>::run(BatchFilter& batch
                 const int local = (y - tile.y0) * tile.width() + (x - tile.x0);
                 const auto range = nlm::OffsetRange::of(wr, x, y, width, height);
                 // Three passes over the neighbours, in window order: perturbed distances, weights,
-                // sums. Each loop is short and its iterations independent, so
-                // they overlap where one loop doing everything would wait on its own long chain of
-                // dependent steps.
+                // sums. Each loop is short and its iterations independent, so they overlap where one
+                // loop doing everything would wait on its own long chain of dependent steps. (The
+                // feature exponents were computed offset by offset over the tile.)
                 int n = 0;
                 nlm::forEachOffset<Window>(distances, area, local, range, [&](int dx, int dy, float distance) {
                     const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;

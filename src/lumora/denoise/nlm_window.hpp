@@ -37,8 +37,9 @@ struct Tile {
     int area() const { return width() * height(); }
 };
 
-// Tile size of a window: its distances (Window² floats a pixel) take about 256 KiB, so that they
-// stay in the second-level cache between being written and being read.
+// Tile size of a window: its distances, and its feature exponents where there are features
+// (Window² floats a pixel each), take about 256 KiB each, so that they stay in the second-level
+// cache between being written and being read.
 template <int Window>
 struct TileShape {
     static constexpr int width = 32;
