@@ -1,6 +1,7 @@
 #include "lumora/denoise/nlm_feature_filters.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "lumora/denoise/nlm_filter.hpp"
@@ -50,6 +51,17 @@ void normalise(Bitmap<Float4>& image) {
     });
 }
 
+bool allZero(const Bitmap<Float4>& image) {
+    for (std::size_t i = 0; i < image.size(); ++i) {
+        if (!(image.data()[i] == Float4(0.f)).all()) return false;
+    }
+    return true;
+}
+
+bool isFinite(Float4 v) {
+    return std::isfinite(v.x()) && std::isfinite(v.y()) && std::isfinite(v.z()) && std::isfinite(v.w());
+}
+
 }  // namespace
 
 FeatureDescriptor NlmFeatureFilters::rescaled(const FeatureDescriptor& descriptor, float sensitivity) {
@@ -89,6 +101,7 @@ bool NlmFeatureFilters::add(BatchFilter& batch, Bitmap<Float4> mean, Bitmap<Floa
     auto gradient = squaredGradient(batch, f.mean);
     if (!gradient) return false;
     f.gradient = std::move(*gradient);
+    f.zero = allZero(f.mean) && allZero(f.variance);
     filters_.push_back(std::move(f));
     refreshViews();
     return true;
@@ -116,6 +129,7 @@ std::optional<NlmFeatureFilters> NlmFeatureFilters::halved(BatchFilter& batch) c
         auto gradient = squaredGradient(batch, h.mean);
         if (!gradient) return std::nullopt;
         h.gradient = std::move(*gradient);
+        h.zero = f.zero;  // the reduction of zeros is zero
         out.filters_.push_back(std::move(h));
     }
     out.refreshViews();
@@ -126,7 +140,8 @@ void NlmFeatureFilters::refreshViews() {
     views_.clear();
     for (const NlmFeatureFilter& f : filters_) {
         views_.push_back(NlmFeature{f.mean.data(), f.variance.data(), f.gradient.data(), f.descriptor.bandwidth,
-                                    f.descriptor.floor, f.descriptor.scale, f.descriptor.flags});
+                                    f.descriptor.floor, f.descriptor.scale, f.descriptor.flags,
+                                    f.zero && isFinite(f.descriptor.bandwidth)});
     }
 }
 

@@ -22,6 +22,7 @@ struct NlmFeatureFilter {
     Bitmap<Float4> gradient;  // G
     // bandwidth is the weight c, floor the gradient floor b, scale the cancellation factor a.
     FeatureDescriptor descriptor;
+    bool zero = false;  // mean and variance 0 everywhere
 };
 
 class NlmFeatureFilters final : public NlmFeatureOwner {

@@ -1,7 +1,8 @@
 #include "lumora/denoise/nlm_filter.hpp"
 
-#include <vector>
+#include <array>
 
+#include "lumora/denoise/nlm_simd.hpp"
 #include "lumora/denoise/nlm_window.hpp"
 #include "lumora/foundation/exception.hpp"
 
@@ -27,65 +28,72 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
         params_.owner ? params_.owner->nlmFeatures() : std::span<const NlmFeature>();
     const Float4* values = image.data();
     const float h = params_.h;
-    const float featureScale = params_.featureScale;
+    // Every offset scales the feature floors alike.
+    std::array<float, Window * Window> floorScale;
+    floorScale.fill(params_.featureScale);
     const Float4 minusH(-h);
     const Float4 log2e(kLog2e);
 
-    const bool done = batch.runBands(height, nlm::kBandRows, [&](int y0, int y1) {
-        nlm::WindowScratch scratch;
-        std::vector<Float4> sums;
-        std::vector<float> weights;
-        for (int x0 = 0; x0 < width; x0 += nlm::kTileWidth) {
-            const nlm::Tile tile{x0, std::min(width, x0 + nlm::kTileWidth), y0, y1};
-            const std::size_t count = std::size_t(tile.width()) * std::size_t(tile.height());
-            sums.assign(count, Float4(0.f));
-            weights.assign(count, 0.f);
-            if (!features.empty()) {
-                nlm::forEachOffset<Window, Patch>(src, tile, scratch, [&](int x, int y, int local, int dx, int dy,
-                                                                           float distance) {
-                    const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;
-                    const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;
-                    const float w = nlm::pairWeight(nlm::colourWeight(distance, h), features, p, q, featureScale);
-                    weights[std::size_t(local)] += w;
-                    sums[std::size_t(local)] += values[q] * w;
-                });
-            } else {
-                // Colour weights alone: four pixels share one four-lane exponential.
-                nlm::forEachOffsetRow<Window, Patch>(src, tile, scratch, [&](int y, int lo, int hi, int dx, int dy,
-                                                                              const float* distance) {
-                    const std::ptrdiff_t shift = std::ptrdiff_t(dy) * width + dx;
-                    const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
-                    const std::size_t rowLocal = std::size_t(y - tile.y0) * std::size_t(tile.width());
-                    alignas(16) float w[4];
-                    for (int x = lo; x < hi; x += 4) {
-                        const int n = std::min(4, hi - x);
-                        Float4 d;
-                        if (n == 4) {
-                            d = Float4::load(distance + (x - tile.x0));
-                        } else {
-                            alignas(16) float tail[4] = {0.f, 0.f, 0.f, 0.f};
-                            std::copy_n(distance + (x - tile.x0), n, tail);
-                            d = Float4::load(tail);
-                        }
-                        (exp2(minusH * d * log2e)).store(w);
-                        for (int k = 0; k < n; ++k) {
-                            const std::size_t local = rowLocal + std::size_t(x + k - tile.x0);
-                            weights[local] += w[k];
-                            sums[local] += values[row + x + k + shift] * w[k];
-                        }
+    constexpr int wr = Window / 2;
+    const bool done = nlm::forEachTile<Window>(batch, width, height, [&](const nlm::Tile& tile,
+                                                                         nlm::WindowScratch& scratch) {
+        const float* distances = nlm::tileDistances<Window, Patch>(src, tile, scratch);
+        const float* exponents = features.empty() ? nullptr
+                                                  : nlm::tileFeatureExponents<Window>(features, floorScale.data(), width,
+                                                                                      height, tile, scratch);
+        const std::size_t area = std::size_t(tile.area());
+        const auto skipped = [&](std::ptrdiff_t p) {
+            return CandidatesOnly && !isNlmCandidate(colour_.data()[p], variance_.data()[p]);
+        };
+        for (int y = tile.y0; y < tile.y1; ++y) {
+            const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
+            const int rowLocal = (y - tile.y0) * tile.width() - tile.x0;
+            for (int x = tile.x0; x < tile.x1;) {
+                const auto range = nlm::OffsetRange::of(wr, x, y, width, height);
+                if (features.empty() && x + 4 <= tile.x1 && x >= wr && x + 3 + wr < width) {
+                    // Colour weights alone: four pixels of a row whose windows lie inside the image
+                    // share one four-lane exponential, each lane summing its own pixel's weights.
+                    Float4 weight(0.f);
+                    Float4 sum[4];
+                    nlm::forEachOffset<Window>(distances, area, rowLocal + x, range, [&](int dx, int dy, float) {
+                        const std::size_t o = std::size_t((dy + wr) * Window + dx + wr) * area;
+                        const Float4 w = exp2(minusH * Float4::load(distances + o + std::size_t(rowLocal + x)) * log2e);
+                        weight += w;
+                        const Float4* v = values + row + std::ptrdiff_t(dy) * width + dx + x;
+                        sum[0] += v[0] * nlm::broadcast<0>(w);
+                        sum[1] += v[1] * nlm::broadcast<1>(w);
+                        sum[2] += v[2] * nlm::broadcast<2>(w);
+                        sum[3] += v[3] * nlm::broadcast<3>(w);
+                    });
+                    alignas(16) float weights[4];
+                    weight.store(weights);
+                    for (int k = 0; k < 4; ++k) {
+                        const std::ptrdiff_t p = row + x + k;
+                        out.data()[p] = skipped(p) ? values[p] : sum[k] / Float4(weights[k]);
                     }
-                });
-            }
-            for (int y = tile.y0; y < tile.y1; ++y) {
-                for (int x = tile.x0; x < tile.x1; ++x) {
-                    const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;
-                    const std::size_t local = std::size_t(y - tile.y0) * std::size_t(tile.width()) + std::size_t(x - tile.x0);
-                    if (CandidatesOnly && !isNlmCandidate(colour_.data()[p], variance_.data()[p])) {
-                        out.data()[p] = values[p];
-                    } else {
-                        out.data()[p] = sums[local] / weights[local];
-                    }
+                    x += 4;
+                    continue;
                 }
+                const std::ptrdiff_t p = row + x;
+                if (skipped(p)) {
+                    out.data()[p] = values[p];
+                    ++x;
+                    continue;
+                }
+                float weight = 0.f;
+                Float4 sum(0.f);
+                nlm::forEachOffset<Window>(distances, area, rowLocal + x, range, [&](int dx, int dy, float distance) {
+                    const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;
+                    // Without features, the lane exponential of the four-pixel path, so that every
+                    // pixel gets the same weights whichever path it takes.
+                    const std::size_t o = std::size_t((dy + wr) * Window + dx + wr) * area + std::size_t(rowLocal + x);
+                    const float w = exponents ? std::min(nlm::colourWeight(distance, h), nlm::featureWeight(exponents[o]))
+                                              : exp2(minusH * Float4(distance) * log2e).x();
+                    weight += w;
+                    sum += values[q] * w;
+                });
+                out.data()[p] = sum / Float4(weight);
+                ++x;
             }
         }
     });

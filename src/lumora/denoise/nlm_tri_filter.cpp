@@ -61,78 +61,86 @@ std::optional<TriCandidates> NlmTriFilter<Window, Patch>::run(BatchFilter& batch
         }
     }
 
-    const bool done = batch.runBands(height, nlm::kBandRows, [&](int y0, int y1) {
-        nlm::WindowScratch scratch;
-        std::vector<TriSums> sums;
-        std::vector<char> candidate;
-        for (int x0 = 0; x0 < width; x0 += nlm::kTileWidth) {
-            const nlm::Tile tile{x0, std::min(width, x0 + nlm::kTileWidth), y0, y1};
-            const std::size_t count = std::size_t(tile.width()) * std::size_t(tile.height());
-            sums.assign(count, TriSums{});
-            candidate.resize(count);
-            for (int y = tile.y0; y < tile.y1; ++y) {
-                for (int x = tile.x0; x < tile.x1; ++x) {
-                    const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;
-                    candidate[std::size_t((y - y0) * tile.width() + x - x0)] = isNlmCandidate(colour[p], variance[p]);
-                }
-            }
-            nlm::forEachOffset<Window, Patch>(src, tile, scratch, [&](int x, int y, int local, int dx, int dy,
-                                                                       float distance) {
-                if (!candidate[std::size_t(local)]) return;
+    const bool done = nlm::forEachTile<Window>(batch, width, height, [&](const nlm::Tile& tile,
+                                                                         nlm::WindowScratch& scratch) {
+        const float* distances = nlm::tileDistances<Window, Patch>(src, tile, scratch);
+        const float* exponents =
+            nlm::tileFeatureExponents<Window>(features, floorScale.data(), width, height, tile, scratch);
+        const std::size_t area = std::size_t(tile.area());
+        std::array<float, Window * Window> perturbed;  // D + the change of D
+        std::array<Float4, Window * Window> weight;
+        std::array<Float4, Window * Window> perturbedWeight;
+        for (int y = tile.y0; y < tile.y1; ++y) {
+            for (int x = tile.x0; x < tile.x1; ++x) {
                 const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;
-                const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;
                 const Float4 up = colour[p];
-                const Float4 uq = colour[q];
-                // First-order change of the centre position's distance when u_p grows by 1 %.
-                const Float4 den = nlm::positionNormaliser(variance[p], variance[q], params_.terms);
-                const float change = (Float4(0.02f) * up * (up - uq) / den).luminance() / patchArea;
-                // The feature weight exp(-M) rides in the unused fourth lane of the colour weights
-                // (M = -1 without active features, which never lowers a colour weight).
-                const float exponent =
-                    nlm::featureExponent(features, p, q, floorScale[std::size_t((dy + wr) * Window + dx + wr)]);
-                const Float4 e =
-                    exp2(minusH * (Float4(distance) * strengths) * log2e + Float4(0.f, 0.f, 0.f, -exponent) * log2e);
-                const Float4 wf = nlm::broadcast<3>(e);
-                const Float4 w = min(e, wf);
-                const Float4 wp = min(exp2(minusH * (Float4(distance + change) * strengths) * log2e), wf);
-                TriSums& s = sums[std::size_t(local)];
-                s.weight += w;
-                s.perturbedWeight += wp;
-                s.value[0] += nlm::broadcast<0>(w) * uq;
-                s.value[1] += nlm::broadcast<1>(w) * uq;
-                s.value[2] += nlm::broadcast<2>(w) * uq;
-                const Float4 wp101 = wp * perturbation;
-                s.perturbed[0] += nlm::broadcast<0>(wp101) * uq;
-                s.perturbed[1] += nlm::broadcast<1>(wp101) * uq;
-                s.perturbed[2] += nlm::broadcast<2>(wp101) * uq;
-            });
-            for (int y = tile.y0; y < tile.y1; ++y) {
-                for (int x = tile.x0; x < tile.x1; ++x) {
-                    const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;
-                    const std::size_t local = std::size_t((y - y0) * tile.width() + x - x0);
-                    const Float4 up = colour[p];
-                    if (!candidate[local]) {
-                        result.weightSum.data()[p] = 1000.f;
-                        for (std::size_t i = 0; i < 3; ++i) {
-                            result.value[i].data()[p] = up;
-                            result.divergence[i].data()[p] = up;
-                        }
-                        continue;
-                    }
-                    const TriSums& s = sums[local];
-                    const Float4 scale(0.01f * up.luminance() + 0.000001f);
-                    const Float4 w[3] = {nlm::broadcast<0>(s.weight), nlm::broadcast<1>(s.weight),
-                                         nlm::broadcast<2>(s.weight)};
-                    const Float4 wp[3] = {nlm::broadcast<0>(s.perturbedWeight), nlm::broadcast<1>(s.perturbedWeight),
-                                          nlm::broadcast<2>(s.perturbedWeight)};
+                const Float4 vp = variance[p];
+                if (!isNlmCandidate(up, vp)) {
+                    result.weightSum.data()[p] = 1000.f;
                     for (std::size_t i = 0; i < 3; ++i) {
-                        const Float4 f = s.value[i] / w[i];
-                        const Float4 fp = s.perturbed[i] / wp[i];
-                        result.value[i].data()[p] = f;
-                        result.divergence[i].data()[p] = (fp - f) / scale;
+                        result.value[i].data()[p] = up;
+                        result.divergence[i].data()[p] = up;
                     }
-                    result.weightSum.data()[p] = w[1].luminance();
+                    continue;
                 }
+                // What every neighbour shares: parts of the centre position's normaliser and of the
+                // change of its distance.
+                const Float4 up002 = Float4(0.02f) * up;
+                const Float4 epsilonVp = params_.terms.epsilon + vp;
+                const Float4 cap = Float4(1000.f) * vp;
+                const int local = (y - tile.y0) * tile.width() + (x - tile.x0);
+                const auto range = nlm::OffsetRange::of(wr, x, y, width, height);
+                // Three passes over the neighbours, in window order: perturbed distances, weights,
+                // sums. Each loop is short and its iterations independent, so they overlap where one
+                // loop doing everything would wait on its own long chain of dependent steps. (The
+                // feature exponents were computed offset by offset over the tile.)
+                int n = 0;
+                nlm::forEachOffset<Window>(distances, area, local, range, [&](int dx, int dy, float distance) {
+                    const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;
+                    // First-order change of the centre position's distance when u_p grows by 1 %.
+                    const Float4 den = epsilonVp + min(variance[q], cap);
+                    perturbed[std::size_t(n++)] = distance + (up002 * (up - colour[q]) / den).luminance() / patchArea;
+                });
+                n = 0;
+                nlm::forEachOffset<Window>(distances, area, local, range, [&](int dx, int dy, float distance) {
+                    const float m = exponents[std::size_t((dy + wr) * Window + dx + wr) * area + std::size_t(local)];
+                    // The feature weight exp(-M) rides in the unused fourth lane of the colour
+                    // weights (M = -1 without active features, which never lowers a colour weight).
+                    const std::size_t i = std::size_t(n++);
+                    const Float4 e =
+                        exp2(minusH * (Float4(distance) * strengths) * log2e + Float4(0.f, 0.f, 0.f, -m) * log2e);
+                    const Float4 wf = nlm::broadcast<3>(e);
+                    weight[i] = min(e, wf);
+                    perturbedWeight[i] = min(exp2(minusH * (Float4(perturbed[i]) * strengths) * log2e), wf);
+                });
+                TriSums s{};
+                n = 0;
+                nlm::forEachOffset<Window>(distances, area, local, range, [&](int dx, int dy, float) {
+                    const Float4 uq = colour[p + std::ptrdiff_t(dy) * width + dx];
+                    const Float4 w = weight[std::size_t(n)];
+                    const Float4 wp = perturbedWeight[std::size_t(n++)];
+                    s.weight += w;
+                    s.perturbedWeight += wp;
+                    s.value[0] += nlm::broadcast<0>(w) * uq;
+                    s.value[1] += nlm::broadcast<1>(w) * uq;
+                    s.value[2] += nlm::broadcast<2>(w) * uq;
+                    const Float4 wp101 = wp * perturbation;
+                    s.perturbed[0] += nlm::broadcast<0>(wp101) * uq;
+                    s.perturbed[1] += nlm::broadcast<1>(wp101) * uq;
+                    s.perturbed[2] += nlm::broadcast<2>(wp101) * uq;
+                });
+                const Float4 scale(0.01f * up.luminance() + 0.000001f);
+                const Float4 w[3] = {nlm::broadcast<0>(s.weight), nlm::broadcast<1>(s.weight),
+                                     nlm::broadcast<2>(s.weight)};
+                const Float4 wp[3] = {nlm::broadcast<0>(s.perturbedWeight), nlm::broadcast<1>(s.perturbedWeight),
+                                      nlm::broadcast<2>(s.perturbedWeight)};
+                for (std::size_t i = 0; i < 3; ++i) {
+                    const Float4 f = s.value[i] / w[i];
+                    const Float4 fp = s.perturbed[i] / wp[i];
+                    result.value[i].data()[p] = f;
+                    result.divergence[i].data()[p] = (fp - f) / scale;
+                }
+                result.weightSum.data()[p] = w[1].luminance();
             }
         }
     });

@@ -33,6 +33,9 @@ struct NlmFeature {
     Float4 floor;                      // b, scaled by the filter's feature scale
     Float4 cancellation;               // a, the share of the variance taken off
     std::uint32_t flags = 0;
+    // Mean and variance are 0 at every pixel (a feature the scene does not have, such as hair ids
+    // without hair) and the weight is finite: every pair then gives exactly +0 in all lanes.
+    bool zero = false;
 
     bool active() const { return (flags & kActive) != 0; }
 };
@@ -136,6 +139,10 @@ inline float featureExponent(std::span<const NlmFeature> features, std::ptrdiff_
     Float4 m(-1.f);
     for (const NlmFeature& f : features) {
         if (!f.active()) continue;
+        if (f.zero) {
+            m = max(m, Float4(0.f));
+            continue;
+        }
         const Float4 diff = f.mean[p] - f.mean[q];
         const Float4 fvp = f.variance[p];
         const Float4 num = diff * diff - (fvp + min(fvp, f.variance[q])) * f.cancellation;

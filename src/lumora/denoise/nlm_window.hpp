@@ -3,10 +3,16 @@
 //
 // Evaluating each pixel's patch distance on its own costs a full patch per window offset. For one
 // offset (dx, dy), though, the distance of position o between p and q = p + (dx, dy) is the same
-// number for every pixel whose patch covers o. So the loop works on tiles: per offset it computes
-// d(o) once for every position the tile's patches cover, sums the rows of the patch and then its
-// columns (each sum in the same order for every pixel, so the result never depends on how the
-// image was cut into tiles or bands), and hands each pixel its distance D.
+// number for every pixel whose patch covers o. So the filters work on tiles: per offset, d(o) is
+// computed once for every position the tile's patches cover and summed over the patch, rows first,
+// then columns, giving every pixel's distance D for every offset. Then each pixel runs through its
+// offsets in order with its sums in registers.
+//
+// The patch sums add their n taps directly. A running sum (add the entering tap, take off the
+// leaving one) would be cheaper for wide patches, but d(o) spans many orders of magnitude where a
+// firefly sits, and the rounding left behind by subtracting a huge tap would leak into the
+// distances of the next pixels. Direct sums keep each pixel's D the same whatever the tile, band
+// or thread that computes it.
 //
 // Positions outside the image, or whose partner is outside, contribute nothing: this is the
 // patch clipped to the image, so border pixels need no separate code. Window offsets whose
@@ -14,22 +20,30 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <span>
 #include <vector>
 
+#include "lumora/denoise/batch_filter.hpp"
 #include "lumora/denoise/nlm_weight.hpp"
 #include "lumora/foundation/float4.hpp"
 
 namespace lumora::nlm {
-
-// Columns per tile: with the rows of a band, a tile's scratch and accumulators stay in the cache.
-inline constexpr int kTileWidth = 64;
-inline constexpr int kBandRows = 32;
 
 // Half-open rectangle of pixels.
 struct Tile {
     int x0, x1, y0, y1;
     int width() const { return x1 - x0; }
     int height() const { return y1 - y0; }
+    int area() const { return width() * height(); }
+};
+
+// Tile size of a window: its distances, and its feature exponents where there are features
+// (Window² floats a pixel each), take about 256 KiB each, so that they stay in the second-level
+// cache between being written and being read.
+template <int Window>
+struct TileShape {
+    static constexpr int width = 32;
+    static constexpr int rows = std::clamp(65536 / (Window * Window * width), 4, 32);
 };
 
 // The images whose patches are compared.
@@ -45,23 +59,35 @@ struct PatchSource {
 struct WindowScratch {
     std::vector<Float4> positions;  // d(o) over the tile grown by the patch radius
     std::vector<Float4> rowSums;    // patch rows summed, tile width x grown height
-    std::vector<float> distances;   // D of one row of the tile
+    std::vector<float> distances;   // D of offset i for tile pixel j at i * area + j
+    std::vector<float> exponents;   // the feature exponent M, laid out as the distances
 };
 
-// For every offset of the Window x Window window (dy outer, dx inner, both ascending) and every
-// row y of the tile: calls rowBody(y, lo, hi, dx, dy, D) where [lo, hi) are the pixels of the row
-// whose neighbour is inside the image and D[x - tile.x0] is the distance of pixel x.
-template <int Window, int Patch, class RowBody>
-void forEachOffsetRow(const PatchSource& src, const Tile& tile, WindowScratch& scratch, RowBody&& rowBody) {
+// Window offsets of a pixel whose neighbour lies inside the image, inclusive.
+struct OffsetRange {
+    int dx0, dx1, dy0, dy1;
+
+    static OffsetRange of(int radius, int x, int y, int width, int height) {
+        return {std::max(-radius, -x), std::min(radius, width - 1 - x), std::max(-radius, -y),
+                std::min(radius, height - 1 - y)};
+    }
+};
+
+// Computes D for every pixel of the tile and every window offset whose neighbour is inside the
+// image (offsets numbered (dy + r) * Window + dx + r, r the window radius); the others are left
+// undefined. Returns the distances, laid out as in WindowScratch::distances.
+template <int Window, int Patch>
+const float* tileDistances(const PatchSource& src, const Tile& tile, WindowScratch& scratch) {
     constexpr int wr = Window / 2;
     constexpr int pr = Patch / 2;
     const int tw = tile.width();
     const int th = tile.height();
     const int gw = tw + 2 * pr;  // grown tile
     const int gh = th + 2 * pr;
+    const std::size_t area = std::size_t(tile.area());
     scratch.positions.resize(std::size_t(gw) * std::size_t(gh));
     scratch.rowSums.resize(std::size_t(tw) * std::size_t(gh));
-    scratch.distances.resize(std::size_t(tw));
+    scratch.distances.resize(area * Window * Window);
     const std::ptrdiff_t stride = src.width;
     const Float4 zero(0.f);
 
@@ -97,35 +123,74 @@ void forEachOffsetRow(const PatchSource& src, const Tile& tile, WindowScratch& s
                     out[i] = sum;
                 }
             }
+            float* distance = scratch.distances.data() + std::size_t((dy + wr) * Window + dx + wr) * area;
             for (int j = 0; j < th; ++j) {
                 const int y = tile.y0 + j;
                 if (y + dy < 0 || y + dy >= src.height) continue;
-                const int lo = std::max(tile.x0, -dx);
-                const int hi = std::min(tile.x1, src.width - dx);
+                const int lo = std::max(tile.x0, -dx) - tile.x0;
+                const int hi = std::min(tile.x1, src.width - dx) - tile.x0;
                 const Float4* column = scratch.rowSums.data() + std::ptrdiff_t(j) * tw;
-                float* distance = scratch.distances.data();
-                for (int x = lo; x < hi; ++x) {
-                    const int i = x - tile.x0;
+                float* row = distance + std::ptrdiff_t(j) * tw;
+                for (int i = lo; i < hi; ++i) {
                     Float4 sum = column[i];
                     for (int k = 1; k < Patch; ++k) sum += column[std::ptrdiff_t(k) * tw + i];
-                    distance[i] = (sum * patchFactor<Patch>()).luminance();
+                    row[i] = (sum * patchFactor<Patch>()).luminance();
                 }
-                rowBody(y, lo, hi, dx, dy, static_cast<const float*>(distance));
             }
         }
     }
+    return scratch.distances.data();
 }
 
-// Calls body(x, y, local, dx, dy, D) for every pixel (x, y) of the tile and every offset of the
-// window whose neighbour is inside the image, in the order of forEachOffsetRow;
-// local = (y - tile.y0) * tile.width() + (x - tile.x0).
-template <int Window, int Patch, class Body>
-void forEachOffset(const PatchSource& src, const Tile& tile, WindowScratch& scratch, Body&& body) {
-    const int tw = tile.width();
-    forEachOffsetRow<Window, Patch>(src, tile, scratch, [&](int y, int lo, int hi, int dx, int dy, const float* d) {
-        const int rowLocal = (y - tile.y0) * tw - tile.x0;
-        for (int x = lo; x < hi; ++x) body(x, y, rowLocal + x, dx, dy, d[x - tile.x0]);
+// Computes the feature exponent M (featureExponent) for every pixel of the tile and every window
+// offset whose neighbour is inside the image, floorScale[i] scaling the floors at offset i. Offset
+// by offset, like the distances, so that both pixels of every pair run along rows. Returns the
+// exponents, laid out as the distances.
+template <int Window>
+const float* tileFeatureExponents(std::span<const NlmFeature> features, const float* floorScale, int width,
+                                  int height, const Tile& tile, WindowScratch& scratch) {
+    constexpr int wr = Window / 2;
+    const std::size_t area = std::size_t(tile.area());
+    scratch.exponents.resize(area * Window * Window);
+    for (int dy = -wr; dy <= wr; ++dy) {
+        for (int dx = -wr; dx <= wr; ++dx) {
+            const std::size_t o = std::size_t((dy + wr) * Window + dx + wr);
+            const std::ptrdiff_t shift = std::ptrdiff_t(dy) * width + dx;
+            const int lo = std::max(tile.x0, -dx);
+            const int hi = std::min(tile.x1, width - dx);
+            for (int y = std::max(tile.y0, -dy); y < std::min(tile.y1, height - dy); ++y) {
+                float* out = scratch.exponents.data() + o * area + std::size_t((y - tile.y0) * tile.width() - tile.x0);
+                const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
+                for (int x = lo; x < hi; ++x) out[x] = featureExponent(features, row + x, row + x + shift, floorScale[o]);
+            }
+        }
+    }
+    return scratch.exponents.data();
+}
+
+// Calls body(tile, scratch) for every tile of the image, tiles of TileShape<Window>, in bands of
+// tile rows run in parallel by batch (progress and cancellation per band). Returns false when
+// cancelled.
+template <int Window, class Body>
+bool forEachTile(BatchFilter& batch, int width, int height, Body&& body) {
+    using Shape = TileShape<Window>;
+    return batch.runBands(height, Shape::rows, [&](int y0, int y1) {
+        WindowScratch scratch;
+        for (int x0 = 0; x0 < width; x0 += Shape::width) {
+            body(Tile{x0, std::min(width, x0 + Shape::width), y0, y1}, scratch);
+        }
     });
+}
+
+// Calls body(dx, dy, D) for the offsets of range in window order (dy outer, dx inner, both
+// ascending), D being the distance of the tile pixel `local` from tileDistances.
+template <int Window, class Body>
+inline void forEachOffset(const float* distances, std::size_t area, int local, const OffsetRange& range, Body&& body) {
+    constexpr int wr = Window / 2;
+    for (int dy = range.dy0; dy <= range.dy1; ++dy) {
+        const float* row = distances + std::size_t((dy + wr) * Window + wr) * area + std::size_t(local);
+        for (int dx = range.dx0; dx <= range.dx1; ++dx) body(dx, dy, row[std::ptrdiff_t(dx) * std::ptrdiff_t(area)]);
+    }
 }
 
 }  // namespace lumora::nlm
