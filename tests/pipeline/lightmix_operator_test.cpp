@@ -53,17 +53,11 @@ protected:
     void expectMixOf(const std::vector<std::pair<std::string, Vec3>>& terms) {
         const auto result = computeMix();
         ASSERT_TRUE(result.has_value());
-        ASSERT_EQ(result->width(), kWidth);
-        ASSERT_EQ(result->height(), kHeight);
+        ASSERT_EQ(result->width() * 100 + result->height(), kWidth * 100 + kHeight);
         for (int y = 0; y < kHeight; ++y) {
             for (int x = 0; x < kWidth; ++x) {
-                float expected[3] = {0.f, 0.f, 0.f};
-                for (const auto& [name, m] : terms) {
-                    const Float4 p = load.colour[name](x, y);
-                    expected[0] += m.x * p.x();
-                    expected[1] += m.y * p.y();
-                    expected[2] += m.z * p.z();
-                }
+                Float4 expected(0.f);
+                for (const auto& [name, m] : terms) expected += Float4(m.x, m.y, m.z, 0.f) * load.colour[name](x, y);
                 const Float4 actual = (*result)(x, y);
                 for (int c = 0; c < 3; ++c) {
                     EXPECT_NEAR(actual[c], expected[c], 2e-6f * std::max(1.f, std::fabs(expected[c])))
@@ -123,9 +117,7 @@ TEST_F(LightMixTest, MixSumsTheLayersTimesIntensityAndTintAndShortArraysLeaveLay
         std::vector<std::pair<std::string, Vec3>> terms;
     };
     const std::vector<Case> cases{
-        {{true},
-         {2.f, 0.5f},
-         {{1.f, 1.f, 1.f}},
+        {{true}, {2.f, 0.5f}, {{1.f, 1.f, 1.f}},
          {{"Key", {2.f, 2.f, 2.f}}, {"Fill", {0.5f, 0.5f, 0.5f}}, {"Rim", {1.f, 1.f, 1.f}}}},
         // Tints act in the wide space; a grey layer comes back as exactly the tint's colour.
         {{true, false, false}, {3.f}, {{1.f, 0.5f, 0.2f}}, {{"Key", {3.f, 1.5f, 0.6f}}}},

@@ -96,13 +96,9 @@ TEST_F(LoadOperatorTest, EveryFailureIsReportedOnceAndKeepsThePreviousImage) {
     // The editor's own runs check the texts; here each failure, wherever it happens, must leave
     // the image of the last good load in place.
     const std::vector<std::pair<std::vector<WeightDescriptor>, std::vector<fs::path>>> cases{
-        {{}, {}},
-        {{constant, constant}, {"a.lxr", "a.lxr", "a.lxr"}},
-        {{WeightDescriptor::channel("W2")}, {"a.lxr", "a.lxr"}},
-        {{}, {"a.lxr", "big.lxr"}},
-        {{constant}, {"virtualmono.lxr", "virtualmono.lxr"}},
-        {{}, {"a.lxr", "nothere.lxr"}},
-    };
+        {{}, {}}, {{constant, constant}, {"a.lxr", "a.lxr", "a.lxr"}}, {{}, {"a.lxr", "big.lxr"}},
+        {{WeightDescriptor::channel("W2")}, {"a.lxr", "a.lxr"}}, {{constant}, {"virtualmono.lxr", "virtualmono.lxr"}},
+        {{}, {"a.lxr", "nothere.lxr"}}};
     for (const auto& [weights, paths] : cases) {
         SCOPED_TRACE(testing::PrintToString(paths));
         test::MessageLog log;

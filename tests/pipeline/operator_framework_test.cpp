@@ -32,12 +32,8 @@ public:
     std::vector<ElementInfo> getElements() const override { return {}; }
     Bucket getImageRect() const override { return {}; }
     Bucket getRegion() const override { return {}; }
-    std::optional<Bitmap<Float4>> compute(const ElementInfo&, const Bucket&, float, unsigned) override {
-        return std::nullopt;
-    }
-    std::optional<Bitmap<float>> computeMono(const ElementInfo&, const Bucket&, float, unsigned) override {
-        return std::nullopt;
-    }
+    std::optional<Bitmap<Float4>> compute(const ElementInfo&, const Bucket&, float, unsigned) override { return {}; }
+    std::optional<Bitmap<float>> computeMono(const ElementInfo&, const Bucket&, float, unsigned) override { return {}; }
 
     std::function<void(int)> onRun;
 
@@ -113,14 +109,11 @@ TEST(AsyncOperator, WaitCoversARunningJobAndEveryLaterRequestRunsAgainUnlessSile
 
 TEST(ElementFilter, StarAcceptsEveryElementAndANameExactlyItsElement) {
     const std::vector<ElementInfo> elements{
-        {"", ElementLayout::Rgba, 0},
-        {"A", ElementLayout::Mono, ElementFlag::RawData},
-        {"Key", ElementLayout::Rgb, ElementFlag::LightSelect},
-        {"LUMORA_FB_WEIGHTS", ElementLayout::Mono, ElementFlag::Hidden},
-        {"SqrBeauty", ElementLayout::Rgb, ElementFlag::Hidden},
-    };
+        {"", ElementLayout::Rgba, 0}, {"A", ElementLayout::Mono, ElementFlag::RawData},
+        {"Key", ElementLayout::Rgb, ElementFlag::LightSelect}, {"SqrBeauty", ElementLayout::Rgb, ElementFlag::Hidden},
+        {"LUMORA_FB_WEIGHTS", ElementLayout::Mono, ElementFlag::Hidden}};
     const std::vector<std::pair<std::string, std::vector<std::string>>> cases{
-        {"*", {"", "A", "Key", "LUMORA_FB_WEIGHTS", "SqrBeauty"}},
+        {"*", {"", "A", "Key", "SqrBeauty", "LUMORA_FB_WEIGHTS"}},
         {"BEAUTY", {""}}, {"Alpha", {"A"}}, {"Key", {"Key"}}, {"SqrBeauty", {"SqrBeauty"}}, {"beauty", {}}, {"key", {}}};
     for (const auto& [selector, expected] : cases) {
         const auto filter = IOperator::makeElementFilter({selector});

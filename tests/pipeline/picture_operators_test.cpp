@@ -33,17 +33,6 @@ void servePattern(test::FakeSource& source) {
     source.colour[""] = pattern(source.rect.width(), source.rect.height());
 }
 
-void expectPixelsEqual(const Bitmap<Float4>& part, const Bitmap<Float4>& whole, Pixel offset, float tolerance) {
-    for (int y = 0; y < part.height(); ++y) {
-        for (int x = 0; x < part.width(); ++x) {
-            for (int c = 0; c < 4; ++c) {
-                ASSERT_NEAR(part(x, y)[c], whole(offset.x + x, offset.y + y)[c], tolerance)
-                    << "pixel " << offset.x + x << "," << offset.y + y << " lane " << c;
-            }
-        }
-    }
-}
-
 class SharpenBlurOperatorTest : public ::testing::Test {
 protected:
     SharpenBlurOperatorTest() {
@@ -68,13 +57,12 @@ TEST_F(SharpenBlurOperatorTest, ARegionComesOutAsThosePixelsOfTheWholeFilteredPi
     filter.configure(true, 0.8f, 5.f, 6.f);
     Bitmap<Float4> direct = pattern(70, 50);
     filter.apply(0, direct, 1);
-    expectPixelsEqual(*whole, direct, {0, 0}, 0.f);
+    test::expectPixels(*whole, direct);
     for (const Bucket region : {Bucket{{25, 18}, {47, 31}}, Bucket{{0, 0}, {9, 40}}, Bucket{{60, 3}, {70, 50}}}) {
         const auto part = op.compute(kMain, region, 1.f, 0);
         ASSERT_TRUE(part);
-        ASSERT_EQ(part->width(), region.width());
-        ASSERT_EQ(part->height(), region.height());
-        expectPixelsEqual(*part, *whole, region.min, 1e-5f);
+        ASSERT_EQ(part->width() * 100 + part->height(), region.width() * 100 + region.height());
+        test::expectPixels(*part, *whole, region.min, 1e-5f);
     }
 }
 
@@ -83,11 +71,11 @@ TEST_F(SharpenBlurOperatorTest, DisabledFilterAndMarkedElementsPassThrough) {
     const Bucket region{{10, 10}, {30, 20}};
     const auto marked = op.compute({"", ElementLayout::Rgba, ElementFlag::NoSharpenBlur}, region, 1.f, 0);
     ASSERT_TRUE(marked);
-    expectPixelsEqual(*marked, original, region.min, 0.f);
+    test::expectPixels(*marked, original, region.min);
     settings.set(PropertyId::sharpeningBlurringEnable, Property(false));
     const auto disabled = op.compute(kMain, region, 1.f, 0);
     ASSERT_TRUE(disabled);
-    expectPixelsEqual(*disabled, original, region.min, 0.f);
+    test::expectPixels(*disabled, original, region.min);
 }
 
 TEST(ZoomOperator, MagnifiesByWholeBlocksAndForwardsReductions) {
@@ -99,8 +87,7 @@ TEST(ZoomOperator, MagnifiesByWholeBlocksAndForwardsReductions) {
         const auto zoomed = op.compute(kMain, source.getRegion(), scale, 0);
         ASSERT_TRUE(zoomed);
         EXPECT_EQ(source.lastScale, 1.f);
-        ASSERT_EQ(zoomed->width(), 5 * f);
-        ASSERT_EQ(zoomed->height(), 3 * f);
+        ASSERT_EQ(zoomed->width() * 100 + zoomed->height(), 500 * f + 3 * f);
         for (int y = 0; y < zoomed->height(); ++y) {
             for (int x = 0; x < zoomed->width(); ++x) {
                 ASSERT_EQ((*zoomed)(x, y).x(), pattern(5, 3)(x / f, y / f).x()) << scale << " " << x << "," << y;

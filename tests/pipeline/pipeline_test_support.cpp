@@ -1,5 +1,7 @@
 #include "pipeline/pipeline_test_support.hpp"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 
 #include "lumora/pipeline/region_sampling.hpp"
@@ -29,10 +31,28 @@ void markAsLxr(ChannelImage& image, int passes) {
     image.setAttribute<float>(names::statsRaysPerSample, 2.f);
 }
 
-std::vector<std::string> channelNames(const ChannelImage& image) {
+std::vector<std::string> channelNames(const ChannelImage& image, bool sorted) {
     std::vector<std::string> result;
     for (const auto& [name, channel] : image.channels()) result.push_back(name);
+    if (sorted) std::ranges::sort(result);
     return result;
+}
+
+void expectPixels(const Bitmap<Float4>& actual, const Bitmap<Float4>& expected, Pixel offset, float tolerance) {
+    if (offset == Pixel::ZERO) {
+        ASSERT_EQ(actual.width(), expected.width());
+        ASSERT_EQ(actual.height(), expected.height());
+    }
+    ASSERT_LE(offset.x + actual.width(), expected.width());
+    ASSERT_LE(offset.y + actual.height(), expected.height());
+    for (int y = 0; y < actual.height(); ++y) {
+        for (int x = 0; x < actual.width(); ++x) {
+            for (int c = 0; c < 4; ++c) {
+                ASSERT_NEAR(actual(x, y)[c], expected(offset.x + x, offset.y + y)[c], tolerance)
+                    << "pixel " << offset.x + x << "," << offset.y + y << " lane " << c;
+            }
+        }
+    }
 }
 
 std::vector<std::string> filesIn(const std::filesystem::path& folder, const std::vector<std::string>& except) {

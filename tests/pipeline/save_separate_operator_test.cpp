@@ -40,12 +40,11 @@ struct Fixture {
     Fixture() : source({{0, 0}, {4, 3}}), folder(test::processFolder("save_separate")) {
         fs::remove_all(folder);
         fs::create_directories(folder);
-        source.elements = {{"", ElementLayout::Rgba, 0},
-                           {"Key", ElementLayout::Rgb, ElementFlag::LightSelect},
+        // The last as the mono-to-colour step offers a single-channel element.
+        source.elements = {{"", ElementLayout::Rgba, 0}, {"Key", ElementLayout::Rgb, ElementFlag::LightSelect},
                            {"Normals", ElementLayout::Rgb, ElementFlag::RawData | ElementFlag::NoSharpenBlur},
                            {"LUMORA_FB_WEIGHTS", ElementLayout::Mono, ElementFlag::Hidden},
                            {"LightMix Interactive", ElementLayout::Rgb, ElementFlag::Virtual},
-                           // As the mono-to-colour step offers a single-channel element.
                            {"A", ElementLayout::Rgb, ElementFlag::RawData | ElementFlag::NoSharpenBlur}};
         for (const ElementInfo& e : source.elements) source.colour[e.name] = Bitmap<Float4>(4, 3, Float4(0.5f));
         source.mono["A"] = Bitmap<float>(4, 3, 0.5f);
@@ -83,10 +82,9 @@ TEST(SaveSeparateOperator, SavesEveryVisibleColourElementVirtualOnesIncludedOneF
 
     f.save(f.savable("*"), "Out.final.png");
     EXPECT_EQ(f.errors.texts(), std::vector<std::string>{});
-    const std::vector<SavedFile> expected{{"Out.final.png", true, false}, {"Out.final_Key.png", false, false},
-                                          {"Out.final_Normals.png", false, true},
-                                          {"Out.final_LightMix Interactive.png", false, false},
-                                          {"Out.final_Alpha.png", true, true}};
+    const std::vector<SavedFile> expected{
+        {"Out.final.png", true, false}, {"Out.final_Key.png", false, false}, {"Out.final_Normals.png", false, true},
+        {"Out.final_LightMix Interactive.png", false, false}, {"Out.final_Alpha.png", true, true}};
     EXPECT_EQ(f.files, expected);
     EXPECT_EQ(test::filesIn(f.folder).size(), expected.size());
     EXPECT_EQ(f.infos.texts(),
