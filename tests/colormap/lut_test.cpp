@@ -38,18 +38,13 @@ constexpr unsigned kPlain = Lut::Enabled;  // no square-root space: the table al
 std::string identityCube(int n, const std::string& header, bool shaper = false) {
     std::ostringstream out;
     out << header;
-    if (shaper) {
-        out << "LUT_1D_SIZE " << 129 << "\n";
-    }
+    if (shaper) out << "LUT_1D_SIZE 129\n";
     out << "LUT_3D_SIZE " << n << "\n";
-    if (shaper) {
-        for (int i = 0; i < 129; ++i) out << i / 128.0 << " " << i / 128.0 << " " << i / 128.0 << "\n";
-    }
+    for (int i = 0; shaper && i < 129; ++i) out << i / 128.0 << " " << i / 128.0 << " " << i / 128.0 << "\n";
     out.precision(9);
-    for (int b = 0; b < n; ++b) {
-        for (int g = 0; g < n; ++g) {
-            for (int r = 0; r < n; ++r) out << r / double(n - 1) << " " << g / double(n - 1) << " " << b / double(n - 1) << "\n";
-        }
+    // Red varies fastest.
+    for (int i = 0; i < n * n * n; ++i) {
+        out << i % n / double(n - 1) << " " << i / n % n / double(n - 1) << " " << i / (n * n) / double(n - 1) << "\n";
     }
     return out.str();
 }
@@ -59,13 +54,10 @@ std::string identity3dl(int n, int bits, const std::string& header) {
     out << header;
     const int top = (1 << bits) - 1;
     for (int i = 0; i < n; ++i) out << (i * 1023) / (n - 1) << (i + 1 < n ? " " : "\n");
-    for (int r = 0; r < n; ++r) {
-        for (int g = 0; g < n; ++g) {
-            for (int b = 0; b < n; ++b) {
-                out << std::lround(double(r) * top / (n - 1)) << " " << std::lround(double(g) * top / (n - 1)) << " "
-                    << std::lround(double(b) * top / (n - 1)) << "\n";
-            }
-        }
+    const auto level = [&](int i) { return std::lround(double(i) * top / (n - 1)); };
+    // Blue varies fastest.
+    for (int i = 0; i < n * n * n; ++i) {
+        out << level(i / (n * n)) << " " << level(i / n % n) << " " << level(i % n) << "\n";
     }
     return out.str();
 }
@@ -164,11 +156,7 @@ TEST(LutFile, LookupInterpolatesExtrapolatesAndBlends) {
 
     std::ostringstream swap;
     swap << "LUT_3D_INPUT_RANGE 0 2\nLUT_3D_SIZE 2\n";  // the range may come first
-    for (int b = 0; b < 2; ++b) {
-        for (int g = 0; g < 2; ++g) {
-            for (int r = 0; r < 2; ++r) swap << b << " " << g << " " << r << "\n";
-        }
-    }
+    for (int i = 0; i < 8; ++i) swap << (i >> 2) << " " << (i >> 1 & 1) << " " << (i & 1) << "\n";
     Lut swapped;
     ASSERT_EQ(swapped.load(writeFile("swap.cube", swap.str()), 1.f, 1.f, kPlain), LutStatus::Success);
     const Float4 out = swapped.apply(Float4(0.2f, 1.f, 1.6f, 0.f));

@@ -46,10 +46,8 @@ TEST(BoxPass, IsTheZeroPaddedBoxOfWidth2rPlus1) {
 
 TEST(BlurLevels, RadiiGrowAndClampPerAxisAndHuesStepBy80Degrees) {
     const auto levels = makeBlurLevels(2048, 1024, {0.5f, 0.f, 0.3f, 1.21f});
-    EXPECT_EQ(levels[0].rx, 2);
-    EXPECT_EQ(levels[0].ry, 1);
-    EXPECT_EQ(levels[8].rx, 512);
-    EXPECT_EQ(levels[8].ry, 256);
+    EXPECT_EQ(std::pair(levels[0].rx, levels[0].ry), std::pair(2, 1));
+    EXPECT_EQ(std::pair(levels[8].rx, levels[8].ry), std::pair(512, 256));
     EXPECT_EQ(makeBlurLevels(600, 100, {1.f, 0.f, 0.f, 1.f})[8].ry, 49);  // 100 / 2 - 1
     EXPECT_EQ(levels[0].mix, 0.f);
     EXPECT_EQ(levels[1].mix, 0.3f);
@@ -67,9 +65,7 @@ TEST(Rotation, BufferHoldsTheTurnedImageAndAZeroTurnOnlyShifts) {
     EXPECT_EQ(rotatedBufferSize(40, 20, 45.f), (Pixel{46, 46}));
 
     Bitmap<Float4> image(5, 4);
-    for (int y = 0; y < 4; ++y) {
-        for (int x = 0; x < 5; ++x) image(x, y) = Float4(static_cast<float>(10 * y + x));
-    }
+    for (int i = 0; i < 20; ++i) image(i % 5, i / 5) = Float4(static_cast<float>(10 * (i / 5) + i % 5));
     const Bitmap<Float4> shifted = rotateImage<FloatPixels>(image, 0.f, 9, 8, false);
     for (int y = 0; y < 8; ++y) {
         for (int x = 0; x < 9; ++x) {
@@ -182,9 +178,7 @@ TEST(BloomGlare, CancellationEndsWithoutResult) {
 
 TEST(BloomAndGlareOperator, AddsTheEffectPixelOfEachVisitedPosition) {
     Bitmap<Float4> effect(4, 4);
-    for (int y = 0; y < 4; ++y) {
-        for (int x = 0; x < 4; ++x) effect(x, y) = Float4(static_cast<float>(10 * y + x));
-    }
+    for (int i = 0; i < 16; ++i) effect(i % 4, i / 4) = Float4(static_cast<float>(10 * (i / 4) + i % 4));
     Bitmap<Float4> target(2, 2, Float4(1.f));
     BloomAndGlareOperator(effect).apply(Bucket{{1, 0}, {4, 4}}, 2, target.view(), 2);
     EXPECT_EQ(target(0, 0).w(), 2.f);   // (1, 0)

@@ -20,16 +20,14 @@ Bitmap<float> numbered(int width, int height) {
 TEST(Bitmap, ViewsAndCropsAddressTheSamePixelsAndClipAndMovesLeaveNothingBehind) {
     Bitmap<float> b = numbered(5, 4);
     const BitmapView<float> v = b.view().subview({{1, 2}, {4, 4}});
-    EXPECT_EQ(v.width(), 3);
-    EXPECT_EQ(v.height(), 2);
+    EXPECT_EQ(v.width() * 10 + v.height(), 32);
     EXPECT_EQ(v(0, 0), 21.f);
     EXPECT_EQ(v.subview({{1, 1}, {9, 9}})(0, 0), 32.f);  // a view of a view, clipped
     v(2, 1) = -1.f;
     EXPECT_EQ(b(3, 3), -1.f);
 
     const Bitmap<float> c = b.crop({{3, 1}, {8, 3}});
-    ASSERT_EQ(c.width(), 2);
-    ASSERT_EQ(c.height(), 2);
+    ASSERT_EQ(c.width() * 10 + c.height(), 22);
     EXPECT_EQ(c(0, 0), 13.f);
     EXPECT_EQ(c(1, 1), 24.f);
     EXPECT_TRUE(b.crop({{4, 4}, {2, 2}}).empty());
@@ -74,11 +72,9 @@ TEST(BitmapOperator, EachMemberUpdatesTheVisitedPixelsOnly) {
     };
     // A step of 2 over 4 x 4 pixels visits (0,0), (2,0), (0,2), (2,2) into (0,0) .. (1,1).
     const Bitmap<Float4> splat = run(SplattingOperator(source.view(), 0.5f), {{0, 0}, {4, 4}}, 2);
-    EXPECT_EQ(splat(1, 1)[0], 2.f);
-    EXPECT_EQ(splat(1, 1)[1], 2.f);
-    EXPECT_EQ(splat(0, 1)[3], 2.f);
-    EXPECT_EQ(splat(2, 0)[0], 1.f);  // not visited
-    EXPECT_EQ(splat(0, 2)[0], 1.f);
+    // The last two are not visited.
+    EXPECT_EQ((std::vector<float>{splat(1, 1)[0], splat(1, 1)[1], splat(0, 1)[3], splat(2, 0)[0], splat(0, 2)[0]}),
+              (std::vector<float>{2.f, 2.f, 2.f, 1.f, 1.f}));
 
     const Bitmap<Float4> copy = run(BlendOperator(source.view(), 1.f), {{1, 1}, {3, 2}}, 1);
     EXPECT_EQ(copy(1, 0)[0], 2.f);
@@ -89,15 +85,12 @@ TEST(BitmapOperator, EachMemberUpdatesTheVisitedPixelsOnly) {
     EXPECT_EQ(half(0, 0)[0], 0.75f + 0.5f);
 
     const Bitmap<Float4> withAlpha = run(IncludeAlphaOperator(alpha.view()), {{1, 2}, {3, 4}}, 1);
-    EXPECT_EQ(withAlpha(1, 1)[3], 32.f);
-    EXPECT_EQ(withAlpha(1, 1)[0], 1.f);
-    EXPECT_EQ(withAlpha(2, 2)[3], 1.f);
+    EXPECT_EQ((std::vector<float>{withAlpha(1, 1)[3], withAlpha(1, 1)[0], withAlpha(2, 2)[3]}),
+              (std::vector<float>{32.f, 1.f, 1.f}));
 
     for (const Bucket empty : {Bucket{{2, 2}, {2, 4}}, Bucket{{3, 3}, {1, 4}}}) {
         const Bitmap<Float4> same = run(SplattingOperator(source.view(), 1.f), empty, 1);
-        for (int y = 0; y < 3; ++y) {
-            for (int x = 0; x < 3; ++x) EXPECT_EQ(same(x, y)[0], 1.f);
-        }
+        for (std::size_t i = 0; i < same.size(); ++i) EXPECT_EQ(same.data()[i][0], 1.f) << i;
     }
 }
 
