@@ -6,14 +6,8 @@
 namespace lumora::test {
 
 std::string expectedBanner() {
-    return "Lumora Image Editor " LUMORA_VERSION " - command-line interface\n"
-           "Lumora Software 2014-" +
-           std::string(__DATE__).substr(7) +
-           "\n"
-           "https://lumora.example/image-editor\n"
-           "\n"
-           "--\n"
-           "\n";
+    return "Lumora Image Editor " LUMORA_VERSION " - command-line interface\nLumora Software 2014-" +
+           std::string(__DATE__).substr(7) + "\nhttps://lumora.example/image-editor\n\n--\n\n";
 }
 
 std::uint64_t fingerprint(const std::string& text, const std::string& executableName) {

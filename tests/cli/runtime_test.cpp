@@ -52,12 +52,8 @@ TEST(WeightsArgument, ParsesConstantsAndChannelsAndTheRightMostOccurrenceWins) {
     const auto channel = WeightDescriptor::channel;
     const std::vector<std::pair<std::string, std::vector<WeightDescriptor>>> cases{
         {"1;%LUMORA_FB_WEIGHTS;0.5", {constant(1.f), channel("LUMORA_FB_WEIGHTS"), constant(0.5f)}},
-        {"", {}},
-        {"%", {channel("")}},
-        {"% Key.R ", {channel(" Key.R")}},
-        {"1.5x", {constant(1.5f)}},
-        {"2.5e1", {constant(25.f)}},
-    };
+        {"", {}}, {"%", {channel("")}}, {"% Key.R ", {channel(" Key.R")}}, {"1.5x", {constant(1.5f)}},
+        {"2.5e1", {constant(25.f)}}};
     for (const auto& [text, expected] : cases) {
         const auto parsed = parse({"--weights", text});
         const auto weights = parsed->runtime.getWeights();
@@ -71,10 +67,8 @@ TEST(CommandLineErrors, StopAtTheOffendingArgumentWithItsWholeMessage) {
     const std::string weights = "Argument \"weights\" expects some valid value.";
     const std::string element = "Argument \"element\" expects some valid value.";
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
-        {{"--weights", "1;;2"}, weights},
-        {{"--weights", "nan"}, weights},
+        {{"--weights", "1;;2"}, weights}, {{"--weights", "nan"}, weights}, {{"--element", "   "}, element},
         {{"-w", "-1"}, "Argument \"w\" expects some valid value."},
-        {{"--element", "   "}, element},
         {{"--set"}, "Argument \"set\" expects a valid callback parameter."},
         // The unknown argument after the failing one would fail differently if it were looked at.
         {{"--set", "Float colorMap.gamma = 50", "--unknown"},
@@ -169,12 +163,10 @@ TEST(EndToEnd, OnlyTheFirstInformationalModeCountsAndPathsAreIgnored) {
         {{"--help"}, test::kUsageFingerprint},
         {{"--list-examples", "in.lxr", "-h", "out.png"}, test::kUsageFingerprint},
         {{"--list-examples", "--list-properties"}, test::kPropertiesFingerprint},
-        {{"--list-examples"}, test::kExamplesFingerprint},
-    };
+        {{"--list-examples"}, test::kExamplesFingerprint}};
     for (const auto& [arguments, fingerprint] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
-        const test::Outcome outcome =
-            test::runProgram(LUMORA_EDITOR_EXE, arguments, test::processFolder("end_to_end"));
+        const auto outcome = test::runProgram(LUMORA_EDITOR_EXE, arguments, test::processFolder("end_to_end"));
         EXPECT_EQ(outcome.status, 0);
         ASSERT_TRUE(outcome.out.starts_with(test::expectedBanner())) << outcome.out;
         EXPECT_EQ(test::fingerprint(outcome.out.substr(test::expectedBanner().size()), editorName), fingerprint);

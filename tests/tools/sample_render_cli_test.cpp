@@ -35,8 +35,7 @@ TEST(SampleRenderOptions, BadOptionsAreExplained) {
     const std::string size = "expected WxH with whole numbers from 1 to 16384, for example 640x360.";
     const std::string region = "expected x0,y0,x1,y1 with whole numbers (x1 and y1 exclusive).";
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-        {{}, "No output file given."},
-        {{"a.lxr", "b.lxr"}, "More than one output file given: 'a.lxr' and 'b.lxr'."},
+        {{}, "No output file given."}, {{"a.lxr", "b.lxr"}, "More than one output file given: 'a.lxr' and 'b.lxr'."},
         {{"--frobnicate", "a.lxr"}, "Unknown option '--frobnicate'."},
         {{"a.lxr", "--passes"}, "Option --passes needs a value."},
         {{"--size", "640", "a.lxr"}, "Invalid --size value '640': " + size},
@@ -44,8 +43,7 @@ TEST(SampleRenderOptions, BadOptionsAreExplained) {
         {{"--seed", "-1", "a.lxr"}, "Invalid --seed value '-1': expected a whole number from 0 to 4294967295."},
         {{"--region", "1,2,3,4,5", "a.lxr"}, "Invalid --region value '1,2,3,4,5': " + region},
         {{"--size", "64x36", "--region", "0,0,65,36", "a.lxr"},
-         "The region 0,0,65,36 is empty or does not lie inside the 64x36 frame."},
-    };
+         "The region 0,0,65,36 is empty or does not lie inside the 64x36 frame."}};
     for (const auto& [arguments, message] : cases) {
         const auto parsed = parseOptions(arguments);
         EXPECT_EQ(parsed ? std::string("(parsed)") : parsed.error(), message) << testing::PrintToString(arguments);

@@ -70,10 +70,7 @@ TEST(SampleRender, IsAnLxrWithEveryElementRecordAndAttribute) {
     std::set<std::string> expectedChannels{"R", "G", "B", "A", "SqrBeauty.R", "SqrBeauty.G", "SqrBeauty.B",
                                            "Normals.R", "Normals.G", "Normals.B", "LUMORA_FB_WEIGHTS", "ZDepth"};
     for (const char* e : {"Key", "Fill", "Spot", "VisibleDiffuse", "VisibleNormals", "OptixNormals", "Hybrid"}) {
-        for (const char* c : {".R", ".G", ".B"}) {
-            const std::string name = e + std::string(c);
-            expectedChannels.insert({name, "Sqr" + name});
-        }
+        for (const std::string c : {".R", ".G", ".B"}) expectedChannels.insert({e + c, "Sqr" + (e + c)});
     }
     const auto names = image.listFloatChannelNames();
     EXPECT_EQ(std::set<std::string>(names.begin(), names.end()), expectedChannels);
@@ -121,9 +118,7 @@ void expectConsistentPixels(const ChannelImage& image, int minPasses, int maxPas
             ASSERT_NEAR(sum, b, 1e-5f * std::max(1.f, b)) << c << " at " << i;
             ASSERT_GE(squares.data[i], b * b * (1.f - 1e-5f)) << c << " at " << i;
             ASSERT_TRUE(alpha.data[i] >= 0.f && alpha.data[i] <= 1.f) << i;
-            ASSERT_TRUE(weights.data[i] >= static_cast<float>(minPasses) &&
-                        weights.data[i] <= static_cast<float>(maxPasses))
-                << i;
+            ASSERT_TRUE(weights.data[i] >= float(minPasses) && weights.data[i] <= float(maxPasses)) << i;
         }
     }
 }
