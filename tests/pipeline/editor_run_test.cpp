@@ -378,8 +378,9 @@ TEST(EditorRun, EverySavableElementGetsItsOwnPictureNamedAfterIt) {
     const test::ReadPicture mix = test::readPicture(pictures / "Output_LightMix Interactive.png");
     double difference = 0.0, brightness = 0.0;
     for (int i = 0; i < 64 * 36 * 3; ++i) {
-        difference += std::abs(mix.at(i / 3 % 64, i / 192, i % 3) - beauty.at(i / 3 % 64, i / 192, i % 3));
-        brightness += mix.values[std::size_t(i)];
+        const int x = i / 3 % 64, y = i / 192, c = i % 3;
+        difference += std::abs(mix.at(x, y, c) - beauty.at(x, y, c));
+        brightness += mix.at(x, y, c);
     }
     EXPECT_LT(difference, 0.5 / 255 * 3 * 64 * 36);
     EXPECT_GT(brightness, 0.2 * 3 * 64 * 36);
@@ -388,11 +389,13 @@ TEST(EditorRun, EverySavableElementGetsItsOwnPictureNamedAfterIt) {
     const ChannelImage input = loadOutput("n1.lxr");
     for (const auto& [file, channel] : {std::pair{"Output_Alpha.png", "A"}, std::pair{"Output_ZDepth.png", "ZDepth"}}) {
         const test::ReadPicture picture = test::readPicture(pictures / file);
+        ASSERT_EQ(picture.channels, 4) << file;
         int between = 0;
         for (int i = 0; i < 64 * 36 * 4; ++i) {
-            const float v = std::clamp(value(input, channel, i / 4 % 64, i / 256), 0.f, 1.f);
-            between += v > 0.f && v < 1.f;
-            ASSERT_NEAR(picture.values[std::size_t(i)], std::round(v * 255.f) / 255.f, 1e-6f) << file << " value " << i;
+            const float v = value(input, channel, i / 4 % 64, i / 256);
+            const float expected = std::round(std::clamp(v, 0.f, 1.f) * 255.f) / 255.f;
+            between += expected > 0.f && expected < 1.f;
+            ASSERT_NEAR(picture.values[std::size_t(i)], expected, 1e-6f) << file << " value " << i;
         }
         EXPECT_GT(between, 0) << file << ": the test needs values between 0 and 1";
     }
