@@ -43,8 +43,8 @@ TEST(ColorMapOperator, ARegionGetsThePixelsTheWholeImageHasThere) {
     ColorMapOperator<ColorMapping> cropped(&region, &settings);
     const auto rendered = cropped.compute(kBeauty, {{7, 7}, {46, 31}}, 1.f, 0);
     ASSERT_TRUE(part && rendered);
-    test::expectPixels(*part, *reference, {21, 13});
-    test::expectPixels(*rendered, *reference, {21, 13});
+    test::expectPixels(*part, *reference, Pixel{21, 13});
+    test::expectPixels(*rendered, *reference, Pixel{21, 13});
 }
 
 TEST(ColorMapOperator, ATableThatFailsIsReportedOnceAndTheMappingGoesOn) {

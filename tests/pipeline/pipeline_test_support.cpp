@@ -38,11 +38,13 @@ std::vector<std::string> channelNames(const ChannelImage& image, bool sorted) {
     return result;
 }
 
-void expectPixels(const Bitmap<Float4>& actual, const Bitmap<Float4>& expected, Pixel offset, float tolerance) {
-    if (offset == Pixel::ZERO) {
+void expectPixels(const Bitmap<Float4>& actual, const Bitmap<Float4>& expected, std::optional<Pixel> at,
+                  float tolerance) {
+    if (!at) {
         ASSERT_EQ(actual.width(), expected.width());
         ASSERT_EQ(actual.height(), expected.height());
     }
+    const Pixel offset = at.value_or(Pixel::ZERO);
     ASSERT_LE(offset.x + actual.width(), expected.width());
     ASSERT_LE(offset.y + actual.height(), expected.height());
     for (int y = 0; y < actual.height(); ++y) {

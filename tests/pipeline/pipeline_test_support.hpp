@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,10 +29,10 @@ inline std::vector<float> lanes(Float4 v) { return {v[0], v[1], v[2], v[3]}; }
 // Channel names of an image, in its order or sorted.
 std::vector<std::string> channelNames(const ChannelImage& image, bool sorted = false);
 
-// Every lane of actual equals, within tolerance, the pixel of expected at offset + (x, y); with
-// no offset the two must have the same size.
-void expectPixels(const Bitmap<Float4>& actual, const Bitmap<Float4>& expected, Pixel offset = Pixel::ZERO,
-                  float tolerance = 0.f);
+// Every lane of actual equals, within tolerance, the pixel of expected at offset + (x, y); without
+// an offset the two must have the same size.
+void expectPixels(const Bitmap<Float4>& actual, const Bitmap<Float4>& expected,
+                  std::optional<Pixel> offset = std::nullopt, float tolerance = 0.f);
 
 // The sorted names of the files in a folder, hidden ones included, but for those in except.
 std::vector<std::string> filesIn(const std::filesystem::path& folder, const std::vector<std::string>& except = {});
