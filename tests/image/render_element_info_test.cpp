@@ -30,7 +30,8 @@ TEST(RenderElementRecord, FlagsParseInAnyOrderAndAreWrittenInBitOrder) {
 
 TEST(RenderElementRecord, WriteAndRead) {
     const std::vector<std::pair<RenderElementInfo, std::string>> cases{
-        {{"Beauty", RenderElement::Beauty, 0}, "Beauty|Beauty|"}, {{"a|b", RenderElementType::LightSelect, 0}, "a|b|LightSelect|"},
+        {{"Beauty", RenderElement::Beauty, 0}, "Beauty|Beauty|"},
+        {{"a|b", RenderElementType::LightSelect, 0}, "a|b|LightSelect|"},
         {{"Hair ids", PrivateRenderElementType::HairIds, 6}, "Hair ids|HairIds|Virtual+Antialiased"},
         {{"Bloom", RenderElementType::BloomGlare, 63},
          "Bloom|BloomGlare|ColorMapped+Virtual+Antialiased+Denoised+BloomEffect+GlareEffect"},
