@@ -62,12 +62,10 @@ void expectDenoised(const std::optional<Bitmap<Float4>>& output) {
     ASSERT_EQ(output->width(), width);
     ASSERT_EQ(output->height(), height);
     const Bitmap<Float4> in = picture(1.f), normal = picture(0.5f), albedo = picture(0.25f);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            for (int c = 0; c < 4; ++c) {
-                EXPECT_EQ((*output)(x, y)[c], in(x, y)[c] + 2.f * normal(x, y)[c] + 4.f * albedo(x, y)[c])
-                    << "pixel (" << x << ", " << y << ") channel " << c;
-            }
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        for (int c = 0; c < 4; ++c) {
+            EXPECT_EQ(output->data()[i][c], in.data()[i][c] + 2.f * normal.data()[i][c] + 4.f * albedo.data()[i][c])
+                << "pixel " << i << " channel " << c;
         }
     }
 }
