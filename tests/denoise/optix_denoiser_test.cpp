@@ -21,20 +21,17 @@ namespace fs = std::filesystem;
 // Set before anything in this program loads the vendor libraries.
 const bool fakeLibrariesSelected = ::setenv("LUMORA_OPTIX_PATH", LUMORA_FAKE_GPU_DIR, 1) == 0;
 
-class RecordingLogger final : public Logger {
-public:
+struct RecordingLogger final : Logger {
     void error(const std::string& text) override {
-        std::lock_guard lock(mutex_);
-        errors_.push_back(text);
+        std::lock_guard lock(mutex);
+        texts.push_back(text);
     }
-    std::vector<std::string> errors() const {
-        std::lock_guard lock(mutex_);
-        return errors_;
+    std::vector<std::string> errors() {
+        std::lock_guard lock(mutex);
+        return texts;
     }
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<std::string> errors_;
+    std::mutex mutex;
+    std::vector<std::string> texts;
 };
 
 constexpr int width = 5;

@@ -84,22 +84,16 @@ TEST_P(PictureFormats, EveryWritableFormatReadsBackWithItsSizeChannelsAndValues)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Writable, PictureFormats,
-    testing::Values(FormatCase{"bmp", "bmp", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"png", "png", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"jpg", "jpeg", 3, OIIO::TypeDesc::UINT8, 0.08f},
-                    FormatCase{"exr", "openexr", 4, OIIO::TypeDesc::HALF, 0.f},
-                    FormatCase{"gif", "gif", 4, OIIO::TypeDesc::UINT8, 0.03f},
-                    FormatCase{"tga", "targa", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"TIFF", "tiff", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"hdr", "hdr", 3, OIIO::TypeDesc::FLOAT, 0.f},
-                    FormatCase{"ico", "ico", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"iff", "iff", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"jp2", "jpeg2000", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"rla", "rla", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"sgi", "sgi", 4, OIIO::TypeDesc::UINT8, 0.f}),
-    [](const testing::TestParamInfo<FormatCase>& info) { return info.param.extension; });
+const OIIO::TypeDesc kU8 = OIIO::TypeDesc::UINT8;
+const std::vector<FormatCase> kWritableFormats{
+    {"bmp", "bmp", 4, kU8, 0.f}, {"png", "png", 4, kU8, 0.f}, {"jpg", "jpeg", 3, kU8, 0.08f},
+    {"exr", "openexr", 4, OIIO::TypeDesc::HALF, 0.f}, {"gif", "gif", 4, kU8, 0.03f}, {"tga", "targa", 4, kU8, 0.f},
+    {"TIFF", "tiff", 4, kU8, 0.f}, {"hdr", "hdr", 3, OIIO::TypeDesc::FLOAT, 0.f}, {"ico", "ico", 4, kU8, 0.f},
+    {"iff", "iff", 4, kU8, 0.f}, {"jp2", "jpeg2000", 4, kU8, 0.f}, {"rla", "rla", 4, kU8, 0.f},
+    {"sgi", "sgi", 4, kU8, 0.f}};
+
+INSTANTIATE_TEST_SUITE_P(Writable, PictureFormats, testing::ValuesIn(kWritableFormats),
+                         [](const testing::TestParamInfo<FormatCase>& info) { return info.param.extension; });
 
 TEST(PictureSaver, RequestedPixelFormatsAreWrittenWhereTheFormatHasThemAndRgbPicturesHaveNoAlpha) {
     const fs::path folder = testFolder();
