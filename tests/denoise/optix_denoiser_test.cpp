@@ -150,15 +150,13 @@ TEST_P(InitialisationFailure, IsReportedTwiceAndLeavesADenoiserWithoutResults) {
 
 INSTANTIATE_TEST_SUITE_P(
     OptixDenoiser, InitialisationFailure,
-    testing::Values(FailureCase{"rtContextCreate", 1, 0x501, optixError},
-                    FailureCase{"rtContextSetUsageReportCallback", 1, 0x501,
-                                "Cannot set report callback: \n" + optixError},
-                    FailureCase{"rtBufferCreate", 4, 0x501, optixError},
-                    FailureCase{"rtVariableSetObject", 4, 0x501, optixError},
-                    FailureCase{"rtCommandListFinalize", 1, 0x501, optixError},
-                    FailureCase{"rtBufferMapEx", 2, 0x605, fake_gpu::errorText(0x605)},
-                    FailureCase{"rtBufferGetSize2D", 1, 0x501, "Cannot obtain the buffer size.\n " + optixError},
-                    FailureCase{"", 0, 0, "The \"OptixNormals\" feature is missing."}));
+    testing::ValuesIn(std::vector<FailureCase>{
+        {"rtContextCreate", 1, 0x501, optixError},
+        {"rtContextSetUsageReportCallback", 1, 0x501, "Cannot set report callback: \n" + optixError},
+        {"rtBufferCreate", 4, 0x501, optixError}, {"rtVariableSetObject", 4, 0x501, optixError},
+        {"rtCommandListFinalize", 1, 0x501, optixError}, {"rtBufferMapEx", 2, 0x605, fake_gpu::errorText(0x605)},
+        {"rtBufferGetSize2D", 1, 0x501, "Cannot obtain the buffer size.\n " + optixError},
+        {"", 0, 0, "The \"OptixNormals\" feature is missing."}}));
 
 struct JobFailureCase : FailureCase {
     bool stageRuns;  // the failure only costs the memory limit
@@ -180,15 +178,16 @@ TEST_P(DenoiseJobFailure, IsReportedAndStillGivesTheOutputBuffer) {
 
 INSTANTIATE_TEST_SUITE_P(
     OptixDenoiser, DenoiseJobFailure,
-    testing::Values(JobFailureCase{{"rtBufferMapEx", 3, 0x501, optixError}, false},  // copying the colour in
-                    JobFailureCase{{"rtCommandListExecute", 1, 0x501, optixError}, false},
-                    JobFailureCase{{"rtBufferMapEx", 4, 0x501, optixError}, false},  // copying the result out
-                    JobFailureCase{{"cuInit", 1, 100, "Cannot initialize the CUDA driver"}, true},
-                    JobFailureCase{{"cuCtxGetCurrent", 1, 201, "Cannot obtain CUDA context"}, true},
-                    JobFailureCase{{"cuDeviceGet", 1, 100, "Cannot obtain the CUDA device"}, true},
-                    JobFailureCase{{"cuCtxCreate_v2", 1, 2, "Cannot create the CUDA context"}, true},
-                    JobFailureCase{{"cuMemGetInfo_v2", 1, 1, "CUDA error: Invalid value"}, true},
-                    JobFailureCase{{"cuMemGetInfo_v2", 1, 2, "CUDA error: Unknown error"}, true}));
+    testing::ValuesIn(std::vector<JobFailureCase>{
+        {{"rtBufferMapEx", 3, 0x501, optixError}, false},  // copying the colour in
+        {{"rtCommandListExecute", 1, 0x501, optixError}, false},
+        {{"rtBufferMapEx", 4, 0x501, optixError}, false},  // copying the result out
+        {{"cuInit", 1, 100, "Cannot initialize the CUDA driver"}, true},
+        {{"cuCtxGetCurrent", 1, 201, "Cannot obtain CUDA context"}, true},
+        {{"cuDeviceGet", 1, 100, "Cannot obtain the CUDA device"}, true},
+        {{"cuCtxCreate_v2", 1, 2, "Cannot create the CUDA context"}, true},
+        {{"cuMemGetInfo_v2", 1, 1, "CUDA error: Invalid value"}, true},
+        {{"cuMemGetInfo_v2", 1, 2, "CUDA error: Unknown error"}, true}}));
 
 TEST_F(OptixDenoiserTest, AnErrorWithAnotherOptixVersionLoadedTellsTheUser) {
     const auto mismatch = [](const std::string& running) {
