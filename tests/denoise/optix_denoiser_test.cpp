@@ -21,20 +21,17 @@ namespace fs = std::filesystem;
 // Set before anything in this program loads the vendor libraries.
 const bool fakeLibrariesSelected = ::setenv("LUMORA_OPTIX_PATH", LUMORA_FAKE_GPU_DIR, 1) == 0;
 
-class RecordingLogger final : public Logger {
-public:
+struct RecordingLogger final : Logger {
     void error(const std::string& text) override {
-        std::lock_guard lock(mutex_);
-        errors_.push_back(text);
+        std::lock_guard lock(mutex);
+        texts.push_back(text);
     }
-    std::vector<std::string> errors() const {
-        std::lock_guard lock(mutex_);
-        return errors_;
+    std::vector<std::string> errors() {
+        std::lock_guard lock(mutex);
+        return texts;
     }
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<std::string> errors_;
+    std::mutex mutex;
+    std::vector<std::string> texts;
 };
 
 constexpr int width = 5;
@@ -62,12 +59,10 @@ void expectDenoised(const std::optional<Bitmap<Float4>>& output) {
     ASSERT_EQ(output->width(), width);
     ASSERT_EQ(output->height(), height);
     const Bitmap<Float4> in = picture(1.f), normal = picture(0.5f), albedo = picture(0.25f);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            for (int c = 0; c < 4; ++c) {
-                EXPECT_EQ((*output)(x, y)[c], in(x, y)[c] + 2.f * normal(x, y)[c] + 4.f * albedo(x, y)[c])
-                    << "pixel (" << x << ", " << y << ") channel " << c;
-            }
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        for (int c = 0; c < 4; ++c) {
+            EXPECT_EQ(output->data()[i][c], in.data()[i][c] + 2.f * normal.data()[i][c] + 4.f * albedo.data()[i][c])
+                << "pixel " << i << " channel " << c;
         }
     }
 }
@@ -155,15 +150,13 @@ TEST_P(InitialisationFailure, IsReportedTwiceAndLeavesADenoiserWithoutResults) {
 
 INSTANTIATE_TEST_SUITE_P(
     OptixDenoiser, InitialisationFailure,
-    testing::Values(FailureCase{"rtContextCreate", 1, 0x501, optixError},
-                    FailureCase{"rtContextSetUsageReportCallback", 1, 0x501,
-                                "Cannot set report callback: \n" + optixError},
-                    FailureCase{"rtBufferCreate", 4, 0x501, optixError},
-                    FailureCase{"rtVariableSetObject", 4, 0x501, optixError},
-                    FailureCase{"rtCommandListFinalize", 1, 0x501, optixError},
-                    FailureCase{"rtBufferMapEx", 2, 0x605, fake_gpu::errorText(0x605)},
-                    FailureCase{"rtBufferGetSize2D", 1, 0x501, "Cannot obtain the buffer size.\n " + optixError},
-                    FailureCase{"", 0, 0, "The \"OptixNormals\" feature is missing."}));
+    testing::ValuesIn(std::vector<FailureCase>{
+        {"rtContextCreate", 1, 0x501, optixError},
+        {"rtContextSetUsageReportCallback", 1, 0x501, "Cannot set report callback: \n" + optixError},
+        {"rtBufferCreate", 4, 0x501, optixError}, {"rtVariableSetObject", 4, 0x501, optixError},
+        {"rtCommandListFinalize", 1, 0x501, optixError}, {"rtBufferMapEx", 2, 0x605, fake_gpu::errorText(0x605)},
+        {"rtBufferGetSize2D", 1, 0x501, "Cannot obtain the buffer size.\n " + optixError},
+        {"", 0, 0, "The \"OptixNormals\" feature is missing."}}));
 
 struct JobFailureCase : FailureCase {
     bool stageRuns;  // the failure only costs the memory limit
@@ -185,15 +178,16 @@ TEST_P(DenoiseJobFailure, IsReportedAndStillGivesTheOutputBuffer) {
 
 INSTANTIATE_TEST_SUITE_P(
     OptixDenoiser, DenoiseJobFailure,
-    testing::Values(JobFailureCase{{"rtBufferMapEx", 3, 0x501, optixError}, false},  // copying the colour in
-                    JobFailureCase{{"rtCommandListExecute", 1, 0x501, optixError}, false},
-                    JobFailureCase{{"rtBufferMapEx", 4, 0x501, optixError}, false},  // copying the result out
-                    JobFailureCase{{"cuInit", 1, 100, "Cannot initialize the CUDA driver"}, true},
-                    JobFailureCase{{"cuCtxGetCurrent", 1, 201, "Cannot obtain CUDA context"}, true},
-                    JobFailureCase{{"cuDeviceGet", 1, 100, "Cannot obtain the CUDA device"}, true},
-                    JobFailureCase{{"cuCtxCreate_v2", 1, 2, "Cannot create the CUDA context"}, true},
-                    JobFailureCase{{"cuMemGetInfo_v2", 1, 1, "CUDA error: Invalid value"}, true},
-                    JobFailureCase{{"cuMemGetInfo_v2", 1, 2, "CUDA error: Unknown error"}, true}));
+    testing::ValuesIn(std::vector<JobFailureCase>{
+        {{"rtBufferMapEx", 3, 0x501, optixError}, false},  // copying the colour in
+        {{"rtCommandListExecute", 1, 0x501, optixError}, false},
+        {{"rtBufferMapEx", 4, 0x501, optixError}, false},  // copying the result out
+        {{"cuInit", 1, 100, "Cannot initialize the CUDA driver"}, true},
+        {{"cuCtxGetCurrent", 1, 201, "Cannot obtain CUDA context"}, true},
+        {{"cuDeviceGet", 1, 100, "Cannot obtain the CUDA device"}, true},
+        {{"cuCtxCreate_v2", 1, 2, "Cannot create the CUDA context"}, true},
+        {{"cuMemGetInfo_v2", 1, 1, "CUDA error: Invalid value"}, true},
+        {{"cuMemGetInfo_v2", 1, 2, "CUDA error: Unknown error"}, true}}));
 
 TEST_F(OptixDenoiserTest, AnErrorWithAnotherOptixVersionLoadedTellsTheUser) {
     const auto mismatch = [](const std::string& running) {

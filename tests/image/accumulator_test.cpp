@@ -265,24 +265,22 @@ TEST(AccumulatorTest, EachWarningIsIssuedOncePerMerge) {
 
 TEST(AccumulatorTest, MetadataAgreementRules) {
     const Bucket window = box(0, 0, 2, 2);
+    using Change = std::function<void(ChannelImage&)>;
     struct Case {
         const char* label;
-        std::function<void(ChannelImage&)> first;
-        std::function<void(ChannelImage&)> second;
+        Change first, second;
         std::vector<std::string> warnings;
     };
+    const auto set = [](const std::string& name, auto value) -> Change {
+        return [=](ChannelImage& i) { i.setAttribute(name, value); };
+    };
+    const std::string streaks = "lumora.bg.streakcount", threads = "lumora.system.numthreads";
     const std::vector<Case> cases = {
-        {"property missing in later input", [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 4); },
-         [](ChannelImage&) {}, {}},
-        {"property of another type", [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 4); },
-         [](ChannelImage& i) { i.setAttribute("lumora.bg.streakcount", 4.f); }, {propertiesWarning}},
-        {"differing non-post-processing property",
-         [](ChannelImage& i) { i.setAttribute("lumora.system.numthreads", 1); },
-         [](ChannelImage& i) { i.setAttribute("lumora.system.numthreads", 2); }, {}},
-        {"differing light-select list",
-         [](ChannelImage& i) { i.setAttribute<std::string>(names::lightmixElements, "\"K1\""); },
-         [](ChannelImage& i) { i.setAttribute<std::string>(names::lightmixElements, "\"K2\""); },
-         {elementsWarning}},
+        {"property missing in later input", set(streaks, 4), [](ChannelImage&) {}, {}},
+        {"property of another type", set(streaks, 4), set(streaks, 4.f), {propertiesWarning}},
+        {"differing non-post-processing property", set(threads, 1), set(threads, 2), {}},
+        {"differing light-select list", set(names::lightmixElements, std::string("\"K1\"")),
+         set(names::lightmixElements, std::string("\"K2\"")), {elementsWarning}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.label);
@@ -325,13 +323,8 @@ TEST(AccumulatorTest, StatisticsAreSummedAndRaysPerSampleDividedByCount) {
 
 TEST(AccumulatorTest, BadInputsAreRejectedAndLeaveTheMergeUnchanged) {
     const Bucket frame = box(0, 0, 64, 8);
-    struct Case {
-        const char* label;
-        std::function<ChannelImage()> input;
-        WeightDescriptor weight;
-        std::string message;
-    };
-    const std::vector<Case> cases = {
+    // label, bad input, its weight, message
+    const std::vector<std::tuple<const char*, std::function<ChannelImage()>, WeightDescriptor, std::string>> cases = {
         {"outside the frame", [&] { return makeImage(box(40, 0, 80, 8), {{"R", constant(1.f)}}); }, one,
          "Image to be merged does not fit within the merged output image."},
         {"missing weight channel", [&] { return makeImage(frame, {{"R", constant(1.f)}}); },
@@ -352,16 +345,16 @@ TEST(AccumulatorTest, BadInputsAreRejectedAndLeaveTheMergeUnchanged) {
          },
          one, "Image to be merged has no data window."},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.label);
+    for (const auto& [label, input, weight, message] : cases) {
+        SCOPED_TRACE(label);
         Merge merge;
         merge.accumulator.add(makeImage(frame, {{"R", constant(2.f)}}), one);
-        ChannelImage bad = c.input();
+        ChannelImage bad = input();
         try {
-            merge.accumulator.add(bad, c.weight);
+            merge.accumulator.add(bad, weight);
             ADD_FAILURE() << "no exception";
         } catch (const Exception& e) {
-            EXPECT_EQ(std::string(e.what()), c.message);
+            EXPECT_EQ(std::string(e.what()), message);
         }
         EXPECT_EQ(merge.accumulator.getCount(), 0);
         const ChannelImage result = merge.accumulator.finish();

@@ -74,64 +74,42 @@ struct DiscoveryCase {
 };
 
 TEST(ListElements, LayoutsAndFlags) {
+    using enum ElementLayout;
     const std::vector<DiscoveryCase> cases{
-        {"beauty with alpha", {"R", "G", "B", "A"}, {}, {{"", ElementLayout::Rgba, 0}, {"A", ElementLayout::Mono, kRaw}}},
-        {"partial element", {"Diffuse.R", "Diffuse.G"}, {}, {{"Diffuse", ElementLayout::Invalid, kRaw}}},
+        {"beauty with alpha", {"R", "G", "B", "A"}, {}, {{"", Rgba, 0}, {"A", Mono, kRaw}}},
+        {"partial element", {"Diffuse.R", "Diffuse.G"}, {}, {{"Diffuse", Invalid, kRaw}}},
         {"squared companions and denoised variants",
          concat({element(""), element("SqrBeauty"), element("Denoised"), element("Diffuse"), element("SqrDiffuse"),
                  element("DenoisedDiffuse"), element("Specular", "RGBA"), element("DenoisedSpecular")}),
          {},
-         {
-             {"", ElementLayout::Rgb, kDenoisable | kDenoisedMark},
-             {"Denoised", ElementLayout::Rgb, kHidden},
-             {"DenoisedDiffuse", ElementLayout::Rgb, kHidden},
-             {"DenoisedSpecular", ElementLayout::Rgb, kHidden},
-             {"Diffuse", ElementLayout::Rgb, kDenoisable | kDenoisedMark},
-             {"Specular", ElementLayout::Rgba, 0},  // a denoised variant alone is not enough
-             {"SqrBeauty", ElementLayout::Rgb, kHidden},
-             {"SqrDiffuse", ElementLayout::Rgb, kHidden},
-         }},
+         {{"", Rgb, kDenoisable | kDenoisedMark}, {"Denoised", Rgb, kHidden}, {"DenoisedDiffuse", Rgb, kHidden},
+          {"DenoisedSpecular", Rgb, kHidden}, {"Diffuse", Rgb, kDenoisable | kDenoisedMark},
+          {"Specular", Rgba, 0},  // a denoised variant alone is not enough
+          {"SqrBeauty", Rgb, kHidden}, {"SqrDiffuse", Rgb, kHidden}}},
         {"squared companion without denoised variant",
          concat({element("Key"), element("SqrKey")}),
          {"Key|LightSelect|ColorMapped+BloomEffect+GlareEffect"},
-         {{"Key", ElementLayout::Rgb, kLightSelect | kDenoisable}, {"SqrKey", ElementLayout::Rgb, kHidden}}},
+         {{"Key", Rgb, kLightSelect | kDenoisable}, {"SqrKey", Rgb, kHidden}}},
         {"light selects and raw elements from records",
          concat({element("Key"), element("Fill"), element("Rim"), element("Normals"), element("Extra"), {"Z"}}),
          {"Key|LightSelect|ColorMapped+BloomEffect+GlareEffect", "Fill|LightSelect|ColorMapped",
           "Rim|LightSelect|GlareEffect", "not a record", "Normals|Normals|Antialiased+BloomEffect+GlareEffect",
           "Z|ZDepth|ColorMapped+BloomEffect+GlareEffect", "Gone|LightSelect|ColorMapped"},
-         {
-             {"Extra", ElementLayout::Rgb, 0},
-             {"Fill", ElementLayout::Rgb, kLightSelect | kNoBloom | kNoGlare},
-             {"Key", ElementLayout::Rgb, kLightSelect},
-             {"Normals", ElementLayout::Rgb, kRaw},
-             {"Rim", ElementLayout::Rgb, kLightSelect | kRaw},
-             {"Z", ElementLayout::Mono, kRaw},
-         }},
+         {{"Extra", Rgb, 0}, {"Fill", Rgb, kLightSelect | kNoBloom | kNoGlare}, {"Key", Rgb, kLightSelect},
+          {"Normals", Rgb, kRaw}, {"Rim", Rgb, kLightSelect | kRaw}, {"Z", Mono, kRaw}}},
         {"hidden auxiliary elements",
          concat({element("VisibleNormals"), element("VisibleDiffuse"), element("Hybrid", "RGBA"), element("HairIds"),
                  element("OptixNormals"), element("Sqrt"), {"LUMORA_FB_WEIGHTS", "SqrMask"}}),
          {},
-         {
-             {"HairIds", ElementLayout::Rgb, kHidden},
-             {"Hybrid", ElementLayout::Rgba, kHidden},
-             {"LUMORA_FB_WEIGHTS", ElementLayout::Mono, kHidden | kRaw},
-             {"OptixNormals", ElementLayout::Rgb, kHidden},
-             {"SqrMask", ElementLayout::Mono, kRaw},  // only colour elements are hidden by name
-             {"Sqrt", ElementLayout::Rgb, kHidden},
-             {"VisibleDiffuse", ElementLayout::Rgb, kHidden},
-             {"VisibleNormals", ElementLayout::Rgb, kHidden},
-         }},
+         {{"HairIds", Rgb, kHidden}, {"Hybrid", Rgba, kHidden}, {"LUMORA_FB_WEIGHTS", Mono, kHidden | kRaw},
+          {"OptixNormals", Rgb, kHidden},
+          {"SqrMask", Mono, kRaw},  // only colour elements are hidden by name
+          {"Sqrt", Rgb, kHidden}, {"VisibleDiffuse", Rgb, kHidden}, {"VisibleNormals", Rgb, kHidden}}},
         {"names with several dots",
          concat({element("Light"), element("Light.001"), {"Z", "Depth.", "a.b.c"}}),
          {},
-         {
-             {"Depth", ElementLayout::Invalid, kRaw},
-             {"Light", ElementLayout::Rgb, 0},
-             {"Light.001", ElementLayout::Rgb, 0},
-             {"Z", ElementLayout::Mono, kRaw},
-             {"a.b", ElementLayout::Invalid, kRaw},
-         }},
+         {{"Depth", Invalid, kRaw}, {"Light", Rgb, 0}, {"Light.001", Rgb, 0}, {"Z", Mono, kRaw},
+          {"a.b", Invalid, kRaw}}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.title);
@@ -199,10 +177,10 @@ TEST(ChannelImageModel, CopiesAreDeep) {
 TEST(ChannelImageModel, LayoutsEnsureAndStridedCopies) {
     ChannelImage image = makeImage(concat({element("", "RGB"), element("Key", "RGBA"), {"Z"}}), 3, 2);
     image.addChannel(std::make_unique<Channel<unsigned int>>("Spec.R", 3, 2));
-    EXPECT_TRUE(image.hasLayout("", ElementLayout::Rgb));
-    EXPECT_FALSE(image.hasLayout("", ElementLayout::Rgba));
-    EXPECT_TRUE(image.hasLayout("Key", ElementLayout::Rgba));
-    EXPECT_TRUE(image.hasLayout("Z", ElementLayout::Mono));
+    for (const auto& [name, layout, has] : {std::tuple{"", ElementLayout::Rgb, true}, {"", ElementLayout::Rgba, false},
+                                            {"Key", ElementLayout::Rgba, true}, {"Z", ElementLayout::Mono, true}}) {
+        EXPECT_EQ(image.hasLayout(name, layout), has) << name;
+    }
     expectStop([&] { (void)image.hasLayout("", ElementLayout::Invalid); });
 
     image.getChannel<float>("R")->at(2, 1) = 3.f;

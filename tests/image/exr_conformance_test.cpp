@@ -170,11 +170,7 @@ void writeTiled(const fs::path& path, const Imath::Box2i& window, Imf::LevelMode
 TEST(ExrConformance, SampleShapedFilesReadAsInputFileReadsThemAndSurviveAnLxrRoundTrip) {
     const fs::path folder = testFolder();
     const Imath::Box2i odd = box(-13, 7, 23, 31);  // 37 x 25 at a negative origin
-    struct Sample {
-        const char* name;
-        std::function<void(const fs::path&)> write;
-    };
-    const std::vector<Sample> samples{
+    const std::vector<std::pair<const char*, std::function<void(const fs::path&)>>> samples{  // name, writer
         {"multi-part", [&](const fs::path& p) { writeMultiPart(p, box(-20, 0, 40, 40), odd); }},
         {"deep scan lines", [&](const fs::path& p) { writeDeep(p, odd); }},
         {"tiled half", [&](const fs::path& p) { writeTiled(p, odd, Imf::ONE_LEVEL, Imf::ROUND_DOWN); }},
@@ -184,10 +180,10 @@ TEST(ExrConformance, SampleShapedFilesReadAsInputFileReadsThemAndSurviveAnLxrRou
              writeRaw(p, Imf::Header(box(0, 0, 3, 3), box(-2, -2, 5, 5)), {{"R"}, {"G"}, {"B"}, {"n", Imf::UINT}});
          }},
     };
-    for (const Sample& sample : samples) {
-        SCOPED_TRACE(sample.name);
-        const fs::path path = folder / (std::string(sample.name) + ".exr");
-        sample.write(path);
+    for (const auto& [name, write] : samples) {
+        SCOPED_TRACE(name);
+        const fs::path path = folder / (std::string(name) + ".exr");
+        write(path);
         const Reference reference = readWithInputFile(path);
         for (bool multithreaded : {false, true}) {
             auto image = ExrLoader(multithreaded).load(path);
@@ -196,7 +192,7 @@ TEST(ExrConformance, SampleShapedFilesReadAsInputFileReadsThemAndSurviveAnLxrRou
         }
         auto image = ExrLoader().load(path);
         ASSERT_TRUE(image);
-        const fs::path lxr = folder / (std::string(sample.name) + ".lxr");
+        const fs::path lxr = folder / (std::string(name) + ".lxr");
         const auto saved = ExrSaver().save(*image, lxr);
         ASSERT_TRUE(saved) << saved.error();
         // Half channels are widened: LXR stores 32-bit channels only.

@@ -130,20 +130,19 @@ TEST(ExrSaver, AttributeNamesAndTypesFollowTheHeader) {
 TEST(ExrSaver, RefusesTextsThatCannotBeWritten) {
     const fs::path folder = testFolder();
     const Bucket window{{0, 0}, {2, 2}};
+    const auto saveError = [&](const ChannelImage& image) { return ExrSaver().save(image, folder / "a.exr").error(); };
 
     ChannelImage badValue = makeImage(window);
     badValue.setAttribute<std::string>("label", "ab\xED\xA0\x80");  // an encoded lone surrogate
-    EXPECT_EQ(ExrSaver().save(badValue, folder / "a.exr").error(),
-              "String value \"ab\xED\xA0\x80\" cannot be encoded to UTF-8.");
+    EXPECT_EQ(saveError(badValue), "String value \"ab\xED\xA0\x80\" cannot be encoded to UTF-8.");
 
     ChannelImage badChannel = makeImage(window);
     addChannel<float>(badChannel, "Key\xFF.R", window, ramp);
-    EXPECT_EQ(ExrSaver().save(badChannel, folder / "b.exr").error(),
-              "String value \"Key\xFF.R\" cannot be encoded to UTF-8.");
+    EXPECT_EQ(saveError(badChannel), "String value \"Key\xFF.R\" cannot be encoded to UTF-8.");
 
     ChannelImage unnamed = makeImage(window);
     addChannel<float>(unnamed, "", window, ramp);
-    EXPECT_EQ(ExrSaver().save(unnamed, folder / "c.exr").error(), "File channels must have non-empty names.");
+    EXPECT_EQ(saveError(unnamed), "File channels must have non-empty names.");
 
     EXPECT_TRUE(folderEntries(folder).empty());
 }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <tuple>
 
 #include "exr_test_support.hpp"
 #include "image/read_picture.hpp"
@@ -83,46 +84,35 @@ TEST_P(PictureFormats, EveryWritableFormatReadsBackWithItsSizeChannelsAndValues)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Writable, PictureFormats,
-    testing::Values(FormatCase{"bmp", "bmp", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"png", "png", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"jpg", "jpeg", 3, OIIO::TypeDesc::UINT8, 0.08f},
-                    FormatCase{"exr", "openexr", 4, OIIO::TypeDesc::HALF, 0.f},
-                    FormatCase{"gif", "gif", 4, OIIO::TypeDesc::UINT8, 0.03f},
-                    FormatCase{"tga", "targa", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"TIFF", "tiff", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"hdr", "hdr", 3, OIIO::TypeDesc::FLOAT, 0.f},
-                    FormatCase{"ico", "ico", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"iff", "iff", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"jp2", "jpeg2000", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"rla", "rla", 4, OIIO::TypeDesc::UINT8, 0.f},
-                    FormatCase{"sgi", "sgi", 4, OIIO::TypeDesc::UINT8, 0.f}),
-    [](const testing::TestParamInfo<FormatCase>& info) { return info.param.extension; });
+const OIIO::TypeDesc kU8 = OIIO::TypeDesc::UINT8;
+const std::vector<FormatCase> kWritableFormats{
+    {"bmp", "bmp", 4, kU8, 0.f}, {"png", "png", 4, kU8, 0.f}, {"jpg", "jpeg", 3, kU8, 0.08f},
+    {"exr", "openexr", 4, OIIO::TypeDesc::HALF, 0.f}, {"gif", "gif", 4, kU8, 0.03f}, {"tga", "targa", 4, kU8, 0.f},
+    {"TIFF", "tiff", 4, kU8, 0.f}, {"hdr", "hdr", 3, OIIO::TypeDesc::FLOAT, 0.f}, {"ico", "ico", 4, kU8, 0.f},
+    {"iff", "iff", 4, kU8, 0.f}, {"jp2", "jpeg2000", 4, kU8, 0.f}, {"rla", "rla", 4, kU8, 0.f},
+    {"sgi", "sgi", 4, kU8, 0.f}};
+
+INSTANTIATE_TEST_SUITE_P(Writable, PictureFormats, testing::ValuesIn(kWritableFormats),
+                         [](const testing::TestParamInfo<FormatCase>& info) { return info.param.extension; });
 
 TEST(PictureSaver, RequestedPixelFormatsAreWrittenWhereTheFormatHasThemAndRgbPicturesHaveNoAlpha) {
     const fs::path folder = testFolder();
     const Bitmap<Float4> bitmap = gradient();
-    struct Case {
-        std::string file;
-        SavePixelFormat request;
-        OIIO::TypeDesc type;
-    };
-    for (const Case& c : {Case{"a.png", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
-                          Case{"a.tif", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
-                          Case{"a.sgi", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
-                          Case{"a.iff", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
-                          Case{"a.jp2", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT16},
-                          Case{"b.png", SavePixelFormat::Flt32LinearRgb, OIIO::TypeDesc::UINT16},
-                          Case{"a.tga", SavePixelFormat::Uint16Rgb, OIIO::TypeDesc::UINT8},
-                          Case{"a.exr", SavePixelFormat::Flt32LinearRgb, OIIO::TypeDesc::FLOAT},
-                          Case{"b.exr", SavePixelFormat::Uint8Rgb, OIIO::TypeDesc::HALF}}) {
-        const auto saved = saveImage(folder / c.file, Picture{bitmap, false}, false, std::nullopt, {c.request, true});
-        ASSERT_TRUE(saved) << c.file << ": " << saved.error();
-        const test::ReadPicture read = test::readPicture(folder / c.file);
-        EXPECT_EQ(read.type, c.type) << c.file;
-        ASSERT_EQ(read.channels, 3) << c.file;
-        EXPECT_NEAR(read.at(3, 2, 1), stored(bitmap(3, 2)[1], c.type), 1e-4f) << c.file;
+    using enum SavePixelFormat;
+    using OIIO::TypeDesc;
+    const std::tuple<std::string, SavePixelFormat, TypeDesc> cases[] = {  // file, request, stored type
+        {"a.png", Uint16Rgb, TypeDesc::UINT16}, {"a.tif", Uint16Rgb, TypeDesc::UINT16},
+        {"a.sgi", Uint16Rgb, TypeDesc::UINT16}, {"a.iff", Uint16Rgb, TypeDesc::UINT16},
+        {"a.jp2", Uint16Rgb, TypeDesc::UINT16}, {"b.png", Flt32LinearRgb, TypeDesc::UINT16},
+        {"a.tga", Uint16Rgb, TypeDesc::UINT8},  {"a.exr", Flt32LinearRgb, TypeDesc::FLOAT},
+        {"b.exr", Uint8Rgb, TypeDesc::HALF}};
+    for (const auto& [file, request, type] : cases) {
+        const auto saved = saveImage(folder / file, Picture{bitmap, false}, false, std::nullopt, {request, true});
+        ASSERT_TRUE(saved) << file << ": " << saved.error();
+        const test::ReadPicture read = test::readPicture(folder / file);
+        EXPECT_EQ(read.type, type) << file;
+        ASSERT_EQ(read.channels, 3) << file;
+        EXPECT_NEAR(read.at(3, 2, 1), stored(bitmap(3, 2)[1], type), 1e-4f) << file;
     }
 }
 

@@ -13,9 +13,7 @@ namespace {
 TEST(RenderElementRecord, FlagsParseInAnyOrderAndAreWrittenInBitOrder) {
     const std::string noFlag = " does not match any render element flag.";
     const std::vector<std::tuple<std::string, RenderElementFlags, std::string>> cases{
-        {"", 0, ""},
-        {"  ColorMapped + Denoised  ", 9, ""},
-        {"GlareEffect+ColorMapped+GlareEffect", 33, ""},
+        {"", 0, ""}, {"  ColorMapped + Denoised  ", 9, ""}, {"GlareEffect+ColorMapped+GlareEffect", 33, ""},
         {"ColorMapped + Bogus + Other", 0, "String name \"Bogus\"" + noFlag},
         {"ColorMapped+", 0, "String name \"\"" + noFlag},
     };
@@ -49,9 +47,7 @@ TEST(RenderElementRecord, WriteAndRead) {
 TEST(RenderElementRecord, ReadErrors) {
     const std::string separators = "Field separators in the serialization are not well-formed.";
     const std::vector<std::pair<std::string, std::string>> cases{
-        {"|LightSelect|", separators},
-        {"Sun|LightSelect", separators},
-        {"|", separators},
+        {"|LightSelect|", separators}, {"Sun|LightSelect", separators}, {"|", separators},
         {"Sun|Light Select|", "String name \"Light Select\" does not match any render element type variant."},
         // The flags are read before the type.
         {"Sun|Bogus|bogus", "String name \"bogus\" does not match any render element flag."},

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <tuple>
 #include <vector>
 
 #include "foundation/thrown_message.hpp"
@@ -59,11 +60,7 @@ std::string readBytes(const fs::path& path) {
 }
 
 TEST(ConfParse, ErrorMessagesNameReasonLineAndWholeLine) {
-    struct Case {
-        std::string line;
-        std::string reason;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<std::pair<std::string, std::string>> cases = {  // line, reason
         {"Float colorMap.gamma 2.2", "Missing '='"},
         {"float COLORMAP.GAMMA = 2", "Unknown property"},
         {"Floot colorMap.gamma = 2", "Unknown type:Floot"},
@@ -76,7 +73,7 @@ TEST(ConfParse, ErrorMessagesNameReasonLineAndWholeLine) {
         {"BoolArray colorMap.lightmixEnabledLayers = 1, 2, 0", "invalid array value declaration"},
         {"String colorMap.lut.path = \"abc", "Incorrectly escaped string"},
     };
-    for (const auto& c : cases) EXPECT_EQ(parseError(c.line), streamError(1, c.reason, c.line)) << c.line;
+    for (const auto& [line, reason] : cases) EXPECT_EQ(parseError(line), streamError(1, reason, line)) << line;
 }
 
 TEST(ConfParse, ErrorNamesTheLineNumberAndKeepsTheUntrimmedLine) {
@@ -99,12 +96,7 @@ TEST(ConfParse, ParseLineNamesItsOwnSource) {
 }
 
 TEST(ConfParse, ValuesOfEveryType) {
-    struct Case {
-        std::string line;
-        int id;
-        Property expected;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<std::tuple<std::string, int, Property>> cases = {  // line, id, value
         {"Float colorMap.gamma = 2.2 # note", 330, Property(2.2f)},
         {"FLOAT colorMap.gamma =-2.5e-1x", 330, Property(-0.25f)},
         {"Int colorMap.gamma = 2", 330, Property(2)},
@@ -128,10 +120,10 @@ TEST(ConfParse, ValuesOfEveryType) {
         {"Int denoise.filterType = Full", 996, Property(2)},
         {"Whatever denoise.filterType = NVIDIA AI denoiser", 996, Property(4)},
     };
-    for (const auto& c : cases) {
+    for (const auto& [line, id, expected] : cases) {
         Settings settings;
-        parseText(c.line, settings);
-        EXPECT_TRUE(sameValue(settings.get(c.id), c.expected)) << c.line << " gives " << toStr(settings.get(c.id));
+        parseText(line, settings);
+        EXPECT_TRUE(sameValue(settings.get(id), expected)) << line << " gives " << toStr(settings.get(id));
     }
 }
 
@@ -191,15 +183,12 @@ TEST(ConfSave, DefaultAndChangedValuesReadBackUnchanged) {
     const std::string text = savedText(defaults);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), PropertyDescriptor::descriptorsCount());
     Settings changed;
-    changed.set(330, Property(0.123456f));
-    changed.set(344, Property(Vec3{0.25f, 1e10f, -3.f}));
-    changed.set(384, Property("D:\\path with spaces\\\"quoted\"\\"));
-    changed.set(381, Property::boolArray({true, false, true}));
-    changed.set(363, Property::floatArray({0.5f, 2.f, 1e-3f}));
-    changed.set(362, Property::vec3Array({{1, 0, 0}, {0, 0.5f, 1}}));
-    changed.set(370, Property::vec2Array({{0, 0}, {0.25f, 0.75f}}));
-    changed.set(996, Property(4));
-    changed.set(183, Property(-3));
+    const std::pair<int, Property> values[] = {
+        {330, Property(0.123456f)}, {344, Property(Vec3{0.25f, 1e10f, -3.f})},
+        {384, Property("D:\\path with spaces\\\"quoted\"\\")}, {381, Property::boolArray({true, false, true})},
+        {363, Property::floatArray({0.5f, 2.f, 1e-3f})}, {362, Property::vec3Array({{1, 0, 0}, {0, 0.5f, 1}})},
+        {370, Property::vec2Array({{0, 0}, {0.25f, 0.75f}})}, {996, Property(4)}, {183, Property(-3)}};
+    for (const auto& [id, value] : values) changed.set(id, value);
     for (const Settings* original : {&defaults, &changed}) {
         Settings copy;
         parseText(savedText(*original), copy);
@@ -247,10 +236,8 @@ TEST(ConfFile, ErrorsNameThePathAndEncodingsAreRead) {
     std::string utf16le = "\xFF\xFE", utf16be = "\xFE\xFF";
     const std::u16string units = u"Float colorMap.gamma = 1.6\r\nString colorMap.lut.path = \"\u00E9t\u00E9\"\n";
     for (const char16_t unit : units) {
-        utf16le += static_cast<char>(unit & 0xFF);
-        utf16le += static_cast<char>(unit >> 8);
-        utf16be += static_cast<char>(unit >> 8);
-        utf16be += static_cast<char>(unit & 0xFF);
+        utf16le += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+        utf16be += {static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)};
     }
     const std::vector<std::pair<std::string, std::string>> files = {
         {"utf8.conf", text}, {"bom.conf", "\xEF\xBB\xBF" + text}, {"le.conf", utf16le}, {"be.conf", utf16be}};

@@ -130,15 +130,10 @@ TEST(PropertyRegistryStartupDeathTest, ConcurrentFirstUseRegistersOnce) {
 
 TEST(PropertyRegistryStartupDeathTest, HostDescriptorsAreAddedOrReplaceBuiltIns) {
     expectInFreshProcess([] {
-        PropertyDescriptor extra, gamma;
-        extra.type = PropertyType::Int;
-        extra.id = 5000;
-        extra.name = "host.extraSetting";
-        extra.defaultValue = Property(1);
-        gamma.type = PropertyType::Float;
-        gamma.id = PropertyId::colorMapGamma;
-        gamma.name = "host.gamma";
-        gamma.defaultValue = Property(1.f);
+        const PropertyDescriptor extra{.type = PropertyType::Int, .id = 5000, .name = "host.extraSetting",
+                                       .defaultValue = Property(1)};
+        const PropertyDescriptor gamma{.type = PropertyType::Float, .id = PropertyId::colorMapGamma,
+                                       .name = "host.gamma", .defaultValue = Property(1.f)};
         PropertyDescriptor::registerDescriptors({extra, gamma});
         PropertyDescriptor::registerDescriptors({});  // later calls change nothing
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "foundation/thrown_message.hpp"
@@ -35,13 +36,9 @@ TEST(Property, EmptyIsUnprintableAndArraysOwnTheirElements) {
 }
 
 TEST(Property, WrongAccessThrowsTypeException) {
-    struct Case {
-        std::function<void()> access;
-        std::string message;
-    };
     const Property f(1.5f);
     const Property empty;
-    const std::vector<Case> cases = {
+    const std::vector<std::pair<std::function<void()>, std::string>> cases = {  // access, message
         {[&] { (void)f.asInt(); }, "Property Invalid property type is Float, not Int"},
         {[&] { (void)empty.asBool(); }, "Property Invalid property type is [ERROR], not Bool"},
         {[&] { f.throwIfTypeNot(PropertyType::Empty); }, "Property Invalid property type is Float, not [ERROR]"},
@@ -49,18 +46,13 @@ TEST(Property, WrongAccessThrowsTypeException) {
         {[] { (void)(Property(1) == Property(1.f)); }, "Property Invalid property type is Float, not Int"},
         {[] { (void)(Property(1) == Property()); }, "Property Invalid property type is [ERROR], not Int"},
     };
-    for (const auto& c : cases) EXPECT_EQ(thrownMessage(c.access), c.message);
+    for (const auto& [access, message] : cases) EXPECT_EQ(thrownMessage(access), message);
     EXPECT_EQ(thrownMessage([&] { f.throwIfTypeNot(PropertyType::Float); }), "(no exception)");
 }
 
 TEST(Property, EqualityRules) {
     const std::vector<Vec3> nan3 = {{kNaN, 2, 3}};
-    struct Case {
-        Property left, right;
-        bool equal;
-        const char* what;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<std::tuple<Property, Property, bool, const char*>> cases = {  // left, right, equal, what
         {Property(kNaN), Property(3.f), true, "NaN equals any float"},
         {Property(0.f), Property(-0.f), true, "signed zeros"},
         {Property(1.f), Property(1.0001f), false, "float"},
@@ -73,7 +65,7 @@ TEST(Property, EqualityRules) {
         {Property::vec3Array(nan3), Property::vec3Array(nan3), false, "vec3 array NaN"},
         {Property::stringArray({"a", "b"}), Property::stringArray({"b", "a"}), false, "string array order"},
     };
-    for (const auto& c : cases) EXPECT_EQ(c.left == c.right, c.equal) << c.what;
+    for (const auto& [left, right, equal, what] : cases) EXPECT_EQ(left == right, equal) << what;
 }
 }  // namespace
 }  // namespace lumora

@@ -40,8 +40,7 @@ const std::string kTooBig = "Parsed number too big for given variable type";
 const std::string kInvalidEnd = "Invalid end of the primitive";
 
 TEST(ScanInt, ValuesAndErrors) {
-    checkCases<int>(
-        {
+    checkCases<int>({
             {"33", 33, "", ""},
             {"   -12abc", -12, "abc", ""},
             {"2147483647", 2147483647, "", ""},
@@ -50,13 +49,11 @@ TEST(ScanInt, ValuesAndErrors) {
             {"abc", 0, "", kInvalidEnd},
             {"-", 0, "", kInvalidEnd},
             {"\t5", 0, "", kInvalidEnd},
-        },
-        scan::parseInt);
+        }, scan::parseInt);
 }
 
 TEST(ScanFloat, ValuesAndErrors) {
-    checkCases<float>(
-        {
+    checkCases<float>({
             {"0.5", 0.5f, "", ""},
             {"  -2.25 x", -2.25f, " x", ""},
             {".5", 0.5f, "", ""},
@@ -68,8 +65,7 @@ TEST(ScanFloat, ValuesAndErrors) {
             {"abc", 0.f, "", "No valid integer part"},
             {"0.5,0.25", 0.f, "", "Invalid end of the fractional part"},
             {"1e+x", 0.f, "", kInvalidEnd},
-        },
-        scan::parseFloat);
+        }, scan::parseFloat);
 }
 
 // The LUT reader's tests run the keyword patterns on real files; these are the outcomes it tells apart.
@@ -87,10 +83,8 @@ TEST(ScanMatch, OutcomesAndTargetsInOrder) {
 }
 
 TEST(StrExport, RoundTripsAnyText) {
-    const std::vector<std::string> texts = {
-        "", "plain", "with space", R"(quote " inside)", R"(back\slash)", R"(\)", R"(\")", "\"\"",
-        "comma, then", "Grün 日本語 😀", "tab\tand\nnewline", "  padded  ",
-    };
+    const std::vector<std::string> texts = {"", "plain", "with space", R"(quote " inside)", R"(back\slash)", R"(\)",
+                                            R"(\")", "\"\"", "comma, then", "Grün 日本語 😀", "tab\tand\nnewline", "  padded  "};
     for (const auto& text : texts) {
         const auto back = Str::parseExportString(Str::getExportString(text));
         ASSERT_TRUE(back.has_value()) << text;

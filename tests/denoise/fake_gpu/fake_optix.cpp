@@ -68,6 +68,13 @@ const Buffer* bound(const Stage& stage, const char* name) {
 
 }  // namespace
 
+// The destroy entry points differ only in their handle and object types.
+#define FAKE_DESTROY(function, Handle, Object) \
+    RTresult function(Handle handle) {         \
+        FAKE_GPU_ENTER                         \
+        return destroy<Object>(handle);        \
+    }
+
 extern "C" {
 
 RTresult rtGetVersion(unsigned* version) {
@@ -88,10 +95,7 @@ RTresult rtContextCreate(RTcontext* context) {
     return RT_SUCCESS;
 }
 
-RTresult rtContextDestroy(RTcontext context) {
-    FAKE_GPU_ENTER
-    return destroy<Context>(context);
-}
+FAKE_DESTROY(rtContextDestroy, RTcontext, Context)
 
 RTresult rtContextSetUsageReportCallback(RTcontext context, RTusagereportcallback callback, int verbosity, void* data) {
     FAKE_GPU_ENTER
@@ -148,10 +152,7 @@ RTresult rtBufferUnmapEx(RTbuffer handle, unsigned level) {
     return RT_SUCCESS;
 }
 
-RTresult rtBufferDestroy(RTbuffer buffer) {
-    FAKE_GPU_ENTER
-    return destroy<Buffer>(buffer);
-}
+FAKE_DESTROY(rtBufferDestroy, RTbuffer, Buffer)
 
 RTresult rtPostProcessingStageCreateBuiltin(RTcontext context, const char* name, RTpostprocessingstage* handle) {
     FAKE_GPU_ENTER
@@ -182,10 +183,7 @@ RTresult rtPostProcessingStageDeclareVariable(RTpostprocessingstage handle, cons
     return RT_SUCCESS;
 }
 
-RTresult rtPostProcessingStageDestroy(RTpostprocessingstage stage) {
-    FAKE_GPU_ENTER
-    return destroy<Stage>(stage);
-}
+FAKE_DESTROY(rtPostProcessingStageDestroy, RTpostprocessingstage, Stage)
 
 RTresult rtVariableSetObject(RTvariable variable, RTobject buffer) {
     FAKE_GPU_ENTER
@@ -241,9 +239,6 @@ RTresult rtCommandListExecute(RTcommandlist handle) {
     return RT_SUCCESS;
 }
 
-RTresult rtCommandListDestroy(RTcommandlist list) {
-    FAKE_GPU_ENTER
-    return destroy<CommandList>(list);
-}
+FAKE_DESTROY(rtCommandListDestroy, RTcommandlist, CommandList)
 
 }  // extern "C"
