@@ -56,7 +56,7 @@ void expectSharedDistancesMatchDirectOnes() {
                         colour.data(), variance.data(), width, y * width + x, (y + dy) * width + x + dx, clip, terms);
                     ASSERT_NEAR(d, direct, 1e-5f * direct + 1e-7f)
                         << "pixel (" << x << ", " << y << ") offset (" << dx << ", " << dy << ")";
-                    const std::size_t o = std::size_t((dy + Window / 2) * Window + dx + Window / 2);
+                    const std::size_t o = nlm::offsetIndex<Window>(dx, dy);
                     ASSERT_EQ(exponents[o * std::size_t(tile.area()) + std::size_t(local)],
                               nlm::featureExponent({&feature, 1}, y * width + x, (y + dy) * width + x + dx, floorScale[o]));
                 });

@@ -56,7 +56,7 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
                     Float4 weight(0.f);
                     Float4 sum[4];
                     nlm::forEachOffset<Window>(distances, area, rowLocal + x, range, [&](int dx, int dy, float) {
-                        const std::size_t o = std::size_t((dy + wr) * Window + dx + wr) * area;
+                        const std::size_t o = nlm::offsetIndex<Window>(dx, dy) * area;
                         const Float4 w = exp2(minusH * Float4::load(distances + o + std::size_t(rowLocal + x)) * log2e);
                         weight += w;
                         const Float4* v = values + row + std::ptrdiff_t(dy) * width + dx + x;
@@ -86,7 +86,7 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
                     const std::ptrdiff_t q = p + std::ptrdiff_t(dy) * width + dx;
                     // Without features, the lane exponential of the four-pixel path, so that every
                     // pixel gets the same weights whichever path it takes.
-                    const std::size_t o = std::size_t((dy + wr) * Window + dx + wr) * area + std::size_t(rowLocal + x);
+                    const std::size_t o = nlm::offsetIndex<Window>(dx, dy) * area + std::size_t(rowLocal + x);
                     const float w = exponents ? std::min(nlm::colourWeight(distance, h), nlm::featureWeight(exponents[o]))
                                               : exp2(minusH * Float4(distance) * log2e).x();
                     weight += w;

@@ -57,7 +57,7 @@ std::optional<TriCandidates> NlmTriFilter<Window, Patch>::run(BatchFilter& batch
     for (int dy = -wr; dy <= wr; ++dy) {
         for (int dx = -wr; dx <= wr; ++dx) {
             const float r = std::max(1.f, std::sqrt(float(dx * dx + dy * dy)));
-            floorScale[std::size_t((dy + wr) * Window + dx + wr)] = r * params_.featureScale;
+            floorScale[nlm::offsetIndex<Window>(dx, dy)] = r * params_.featureScale;
         }
     }
 
@@ -103,7 +103,7 @@ std::optional<TriCandidates> NlmTriFilter<Window, Patch>::run(BatchFilter& batch
                 });
                 n = 0;
                 nlm::forEachOffset<Window>(distances, area, local, range, [&](int dx, int dy, float distance) {
-                    const float m = exponents[std::size_t((dy + wr) * Window + dx + wr) * area + std::size_t(local)];
+                    const float m = exponents[nlm::offsetIndex<Window>(dx, dy) * area + std::size_t(local)];
                     // The feature weight exp(-M) rides in the unused fourth lane of the colour
                     // weights (M = -1 without active features, which never lowers a colour weight).
                     const std::size_t i = std::size_t(n++);

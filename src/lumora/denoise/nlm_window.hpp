@@ -63,6 +63,12 @@ struct WindowScratch {
     std::vector<float> exponents;   // the feature exponent M, laid out as the distances
 };
 
+// Number of the window offset (dx, dy): (dy + r) * Window + dx + r, r the window radius.
+template <int Window>
+constexpr std::size_t offsetIndex(int dx, int dy) {
+    return std::size_t((dy + Window / 2) * Window + dx + Window / 2);
+}
+
 // Window offsets of a pixel whose neighbour lies inside the image, inclusive.
 struct OffsetRange {
     int dx0, dx1, dy0, dy1;
@@ -123,7 +129,7 @@ const float* tileDistances(const PatchSource& src, const Tile& tile, WindowScrat
                     out[i] = sum;
                 }
             }
-            float* distance = scratch.distances.data() + std::size_t((dy + wr) * Window + dx + wr) * area;
+            float* distance = scratch.distances.data() + offsetIndex<Window>(dx, dy) * area;
             for (int j = 0; j < th; ++j) {
                 const int y = tile.y0 + j;
                 if (y + dy < 0 || y + dy >= src.height) continue;
@@ -154,7 +160,7 @@ const float* tileFeatureExponents(std::span<const NlmFeature> features, const fl
     scratch.exponents.resize(area * Window * Window);
     for (int dy = -wr; dy <= wr; ++dy) {
         for (int dx = -wr; dx <= wr; ++dx) {
-            const std::size_t o = std::size_t((dy + wr) * Window + dx + wr);
+            const std::size_t o = offsetIndex<Window>(dx, dy);
             const std::ptrdiff_t shift = std::ptrdiff_t(dy) * width + dx;
             const int lo = std::max(tile.x0, -dx);
             const int hi = std::min(tile.x1, width - dx);
@@ -186,9 +192,8 @@ bool forEachTile(BatchFilter& batch, int width, int height, Body&& body) {
 // ascending), D being the distance of the tile pixel `local` from tileDistances.
 template <int Window, class Body>
 inline void forEachOffset(const float* distances, std::size_t area, int local, const OffsetRange& range, Body&& body) {
-    constexpr int wr = Window / 2;
     for (int dy = range.dy0; dy <= range.dy1; ++dy) {
-        const float* row = distances + std::size_t((dy + wr) * Window + wr) * area + std::size_t(local);
+        const float* row = distances + offsetIndex<Window>(0, dy) * area + std::size_t(local);
         for (int dx = range.dx0; dx <= range.dx1; ++dx) body(dx, dy, row[std::ptrdiff_t(dx) * std::ptrdiff_t(area)]);
     }
 }
