@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "lumora/denoise/nlm_denoiser.hpp"
+#include "lumora/denoise/nlm_window.hpp"
 #include "lumora/foundation/hash.hpp"
 #include "lumora/foundation/scheduler.hpp"
 #include "synthetic_render.hpp"
@@ -102,11 +103,19 @@ TEST(NlmDenoiser, ResultIsPinnedToTheBit) {
     scene.render.set(30, 10, Float4(2.f, 2.f, 2.f, 1.f), 1e-6f);
     scene.render.addFirefly(40, 20, 30.f);
     scene.data.features[FeatureType::HairIds].mean(20, 20) = Float4(1.f);
-    NlmDenoiser denoiser(scene.data);
-    const auto result = denoise(denoiser, scene.render);
-    ASSERT_TRUE(result);
-    EXPECT_EQ(utils::hash(result->data(), result->size() * sizeof(Float4)), 0x5922660397befc3au)
-        << "pixel (22, 30): " << testing::describe((*result)(22, 30));
+    // The plain kernels and, where the CPU has them, the two-pixel ones.
+    const bool wide = nlm::wideKernels();
+    for (const bool on : {false, true}) {
+        nlm::setWideKernels(on);
+        SCOPED_TRACE(nlm::wideKernels() ? "two-pixel kernels" : "plain kernels");
+        DenoisingData data = scene.data;  // the denoiser takes the features
+        NlmDenoiser denoiser(data);
+        const auto result = denoise(denoiser, scene.render);
+        ASSERT_TRUE(result);
+        EXPECT_EQ(utils::hash(result->data(), result->size() * sizeof(Float4)), 0x5922660397befc3au)
+            << "pixel (22, 30): " << testing::describe((*result)(22, 30));
+    }
+    nlm::setWideKernels(wide);
 }
 
 TEST(NlmDenoiser, OddAndTinySizesComeBackWhole) {

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "lumora/denoise/nlm_simd.hpp"
 #include "lumora/denoise/nlm_window.hpp"
 #include "lumora/foundation/exception.hpp"
 
@@ -51,27 +50,12 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
             for (int x = tile.x0; x < tile.x1;) {
                 const auto range = nlm::OffsetRange::of(wr, x, y, width, height);
                 if (features.empty() && x + 4 <= tile.x1 && x >= wr && x + 3 + wr < width) {
-                    // Colour weights alone: four pixels of a row whose windows lie inside the image
-                    // share one four-lane exponential, each lane summing its own pixel's weights.
-                    Float4 weight(0.f);
-                    Float4 sum[4];
-                    nlm::forEachOffset<Window>(distances, area, rowLocal + x, range, [&](int dx, int dy, float) {
-                        const std::size_t o = nlm::offsetIndex<Window>(dx, dy) * area;
-                        const Float4 w = exp2(minusH * Float4::load(distances + o + std::size_t(rowLocal + x)) * log2e);
-                        weight += w;
-                        const Float4* v = values + row + std::ptrdiff_t(dy) * width + dx + x;
-                        sum[0] += v[0] * nlm::broadcast<0>(w);
-                        sum[1] += v[1] * nlm::broadcast<1>(w);
-                        sum[2] += v[2] * nlm::broadcast<2>(w);
-                        sum[3] += v[3] * nlm::broadcast<3>(w);
-                    });
-                    alignas(16) float weights[4];
-                    weight.store(weights);
-                    for (int k = 0; k < 4; ++k) {
-                        const std::ptrdiff_t p = row + x + k;
-                        out.data()[p] = skipped(p) ? values[p] : sum[k] / Float4(weights[k]);
-                    }
-                    x += 4;
+                    // Colour weights alone: four or eight pixels of a row whose windows lie inside
+                    // the image share one vector exponential, each lane summing its own pixel's
+                    // weights.
+                    nlm::MeansTile t{colour_.data(), variance_.data(), values, width, height, tile, distances, area, h,
+                                     CandidatesOnly, out.data()};
+                    x += nlm::meansGroup<Window>(t, x, y);
                     continue;
                 }
                 const std::ptrdiff_t p = row + x;

@@ -81,72 +81,62 @@ struct OffsetRange {
 
 // Computes D for every pixel of the tile and every window offset whose neighbour is inside the
 // image (offsets numbered (dy + r) * Window + dx + r, r the window radius); the others are left
-// undefined. Returns the distances, laid out as in WindowScratch::distances.
+// undefined. Returns the distances, laid out as in WindowScratch::distances. Forms: (7, 3), (11, 5),
+// (13, 7), (17, 3).
 template <int Window, int Patch>
-const float* tileDistances(const PatchSource& src, const Tile& tile, WindowScratch& scratch) {
-    constexpr int wr = Window / 2;
-    constexpr int pr = Patch / 2;
-    const int tw = tile.width();
-    const int th = tile.height();
-    const int gw = tw + 2 * pr;  // grown tile
-    const int gh = th + 2 * pr;
-    const std::size_t area = std::size_t(tile.area());
-    scratch.positions.resize(std::size_t(gw) * std::size_t(gh));
-    scratch.rowSums.resize(std::size_t(tw) * std::size_t(gh));
-    scratch.distances.resize(area * Window * Window);
-    const std::ptrdiff_t stride = src.width;
-    const Float4 zero(0.f);
+const float* tileDistances(const PatchSource& src, const Tile& tile, WindowScratch& scratch);
 
-    for (int dy = -wr; dy <= wr; ++dy) {
-        for (int dx = -wr; dx <= wr; ++dx) {
-            const std::ptrdiff_t shift = dy * stride + dx;
-            // d(o) for positions (x, y) of the grown tile, paired with (x + dx, y + dy).
-            for (int j = 0; j < gh; ++j) {
-                const int y = tile.y0 - pr + j;
-                Float4* out = scratch.positions.data() + std::ptrdiff_t(j) * gw;
-                const int xs = tile.x0 - pr;
-                if (y < 0 || y >= src.height || y + dy < 0 || y + dy >= src.height) {
-                    std::fill(out, out + gw, zero);
-                    continue;
-                }
-                const int lo = std::clamp(std::max(0, -dx), xs, xs + gw);
-                const int hi = std::clamp(std::min(src.width, src.width - dx), lo, xs + gw);
-                std::fill(out, out + (lo - xs), zero);
-                const std::ptrdiff_t rowStart = std::ptrdiff_t(y) * stride;
-                for (int x = lo; x < hi; ++x) {
-                    const std::ptrdiff_t p = rowStart + x;
-                    out[x - xs] = positionDistance(src.colour[p], src.colour[p + shift], src.variance[p],
-                                                   src.variance[p + shift], src.terms);
-                }
-                std::fill(out + (hi - xs), out + gw, zero);
-            }
-            for (int j = 0; j < gh; ++j) {
-                const Float4* in = scratch.positions.data() + std::ptrdiff_t(j) * gw;
-                Float4* out = scratch.rowSums.data() + std::ptrdiff_t(j) * tw;
-                for (int i = 0; i < tw; ++i) {
-                    Float4 sum = in[i];
-                    for (int k = 1; k < Patch; ++k) sum += in[i + k];
-                    out[i] = sum;
-                }
-            }
-            float* distance = scratch.distances.data() + offsetIndex<Window>(dx, dy) * area;
-            for (int j = 0; j < th; ++j) {
-                const int y = tile.y0 + j;
-                if (y + dy < 0 || y + dy >= src.height) continue;
-                const int lo = std::max(tile.x0, -dx) - tile.x0;
-                const int hi = std::min(tile.x1, src.width - dx) - tile.x0;
-                const Float4* column = scratch.rowSums.data() + std::ptrdiff_t(j) * tw;
-                float* row = distance + std::ptrdiff_t(j) * tw;
-                for (int i = lo; i < hi; ++i) {
-                    Float4 sum = column[i];
-                    for (int k = 1; k < Patch; ++k) sum += column[std::ptrdiff_t(k) * tw + i];
-                    row[i] = (sum * patchFactor<Patch>()).luminance();
-                }
-            }
-        }
-    }
-    return scratch.distances.data();
-}
+// The per-pixel kernels exist in a plain form and, where the CPU has AVX2, in a form that handles
+// two pixels at once; both give the same bits. Whether the two-pixel form runs: on where the CPU
+// has it, unless switched off (tests compare the two).
+bool wideKernels();
+void setWideKernels(bool on);
+
+// The feature exponents M (featureExponent) of the pixels row + x0 .. row + x1 - 1, each paired
+// with the pixel `shift` further on, floors scaled by floorScale, to out[x0] .. out[x1 - 1].
+void featureExponentRow(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t row,
+                        std::ptrdiff_t shift, int x0, int x1, float* out);
+
+// What the three-candidate filter (NlmTriFilter) works on in one tile.
+struct TriTile {
+    const Float4* colour;
+    const Float4* variance;
+    int width, height;
+    Tile tile;
+    const float* distances;  // of tileDistances
+    const float* exponents;  // of tileFeatureExponents
+    std::size_t area;        // of the tile
+    Float4 strengths;        // of the candidates, lane 3 zero
+    Float4 epsilon;
+    float h;
+    Float4* value[3];  // the outputs, whole images
+    Float4* divergence[3];
+    float* weightSum;
+};
+
+// The three-candidate filter of the tile's part of row y.
+template <int Window, int Patch>
+void triRow(const TriTile& t, int y);
+
+// What the colour-only weighted means of NlmFilter and NlmVectorFilter work on in one tile.
+struct MeansTile {
+    const Float4* colour;  // the weights' colour and variance, for the candidate test
+    const Float4* variance;
+    const Float4* values;  // the image filtered
+    int width, height;
+    Tile tile;
+    const float* distances;  // of tileDistances
+    std::size_t area;        // of the tile
+    float h;
+    bool candidatesOnly;  // pixels that are not candidates keep their value
+    Float4* out;          // whole image
+};
+
+// The colour-only weighted means of as many pixels of row y from x on as one group of the kernel
+// takes (8 or 4, within the tile; the windows of pixels x .. x + 7 must lie inside the image
+// across, or of x .. x + 3 when fewer than eight remain); returns how many. Forms: 7, 11.
+template <int Window>
+int meansGroup(const MeansTile& t, int x, int y);
 
 // Computes the feature exponent M (featureExponent) for every pixel of the tile and every window
 // offset whose neighbour is inside the image, floorScale[i] scaling the floors at offset i. Offset
@@ -166,8 +156,7 @@ const float* tileFeatureExponents(std::span<const NlmFeature> features, const fl
             const int hi = std::min(tile.x1, width - dx);
             for (int y = std::max(tile.y0, -dy); y < std::min(tile.y1, height - dy); ++y) {
                 float* out = scratch.exponents.data() + o * area + std::size_t((y - tile.y0) * tile.width() - tile.x0);
-                const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
-                for (int x = lo; x < hi; ++x) out[x] = featureExponent(features, row + x, row + x + shift, floorScale[o]);
+                featureExponentRow(features, floorScale[o], std::ptrdiff_t(y) * width, shift, lo, hi, out);
             }
         }
     }

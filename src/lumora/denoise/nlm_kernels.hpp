@@ -1,0 +1,341 @@
+// The per-pixel loops of the window filters, written once for a vector type V that holds one pixel
+// (Float4) or two adjacent pixels (Float8), so that the same source gives the plain kernels and
+// the AVX2 ones; each half of a Float8 computes exactly what a Float4 computes, so both give the
+// same bits.
+//
+// No include guard, and no includes: nlm_kernels.cpp includes this file once per instruction set,
+// each time inside a namespace of its own (and for AVX2 inside a target region), after the headers
+// it needs.
+
+// What the kernels need of V.
+template <class V>
+struct Lanes;
+
+template <>
+struct Lanes<Float4> {
+    static constexpr int pixels = 1;
+    static Float4 load(const Float4* p) { return *p; }
+    static void store(Float4 v, Float4* p) { *p = v; }
+    static Float4 splat(const float* s) { return Float4(*s); }
+    static void storeFirst(Float4 v, float* s) { *s = v.x(); }
+    static Float4 luminance(Float4 v) { return Float4(v.luminance()); }
+    static Float4 hmax(Float4 v) { return Float4(v.hmax()); }
+    static Float4 lane3(Float4 v) { return Float4(0.f, 0.f, 0.f, v.w()); }
+    static Float4 negate(Float4 v) { return Float4(-v.x(), -v.y(), -v.z(), -v.w()); }
+    template <int I>
+    static Float4 broadcast(Float4 v) {
+        return nlm::broadcast<I>(v);
+    }
+};
+
+#ifdef LUMORA_NLM_FLOAT8
+template <>
+struct Lanes<Float8> {
+    static constexpr int pixels = 2;
+    static Float8 load(const Float4* p) { return Float8::load(p); }
+    static void store(Float8 v, Float4* p) { v.store(p); }
+    static Float8 splat(const float* s) { return Float8::splat(s); }
+    static void storeFirst(Float8 v, float* s) { v.storeFirstLanes(s); }
+    static Float8 luminance(Float8 v) { return v.luminance(); }
+    static Float8 hmax(Float8 v) { return v.hmax(); }
+    static Float8 lane3(Float8 v) { return v.lane3(); }
+    static Float8 negate(Float8 v) { return -v; }
+    template <int I>
+    static Float8 broadcast(Float8 v) {
+        return v.template broadcast<I>();
+    }
+};
+#endif
+
+// Calls body.template operator()<V>(x) for x from x0 to x1 - 1, two pixels at a time where V can
+// hold two.
+template <class Body>
+inline void forEachGroup(int x0, int x1, Body&& body) {
+    int x = x0;
+#ifdef LUMORA_NLM_FLOAT8
+    for (; x + 2 <= x1; x += 2) body.template operator()<Float8>(x);
+#endif
+    for (; x < x1; ++x) body.template operator()<Float4>(x);
+}
+
+// The patch distances D of a tile for every window offset (see tileDistances).
+template <int Window, int Patch>
+inline const float* tileDistances(const PatchSource& src, const Tile& tile, WindowScratch& scratch) {
+    constexpr int wr = Window / 2;
+    constexpr int pr = Patch / 2;
+    const int tw = tile.width();
+    const int th = tile.height();
+    const int gw = tw + 2 * pr;  // grown tile
+    const int gh = th + 2 * pr;
+    const std::size_t area = std::size_t(tile.area());
+    scratch.positions.resize(std::size_t(gw) * std::size_t(gh));
+    scratch.rowSums.resize(std::size_t(tw) * std::size_t(gh));
+    scratch.distances.resize(area * Window * Window);
+    const std::ptrdiff_t stride = src.width;
+    const Float4 zero(0.f);
+
+    for (int dy = -wr; dy <= wr; ++dy) {
+        for (int dx = -wr; dx <= wr; ++dx) {
+            const std::ptrdiff_t shift = dy * stride + dx;
+            // d(o) for positions (x, y) of the grown tile, paired with (x + dx, y + dy).
+            for (int j = 0; j < gh; ++j) {
+                const int y = tile.y0 - pr + j;
+                Float4* out = scratch.positions.data() + std::ptrdiff_t(j) * gw;
+                const int xs = tile.x0 - pr;
+                if (y < 0 || y >= src.height || y + dy < 0 || y + dy >= src.height) {
+                    std::fill(out, out + gw, zero);
+                    continue;
+                }
+                const int lo = std::clamp(std::max(0, -dx), xs, xs + gw);
+                const int hi = std::clamp(std::min(src.width, src.width - dx), lo, xs + gw);
+                std::fill(out, out + (lo - xs), zero);
+                const std::ptrdiff_t rowStart = std::ptrdiff_t(y) * stride;
+                forEachGroup(lo, hi, [&]<class V>(int x) {
+                    using L = Lanes<V>;
+                    const std::ptrdiff_t p = rowStart + x;
+                    const V ip = L::load(src.colour + p);
+                    const V iq = L::load(src.colour + p + shift);
+                    const V vp = L::load(src.variance + p);
+                    const V vq = L::load(src.variance + p + shift);
+                    // positionDistance, operation for operation.
+                    const V diff = ip - iq;
+                    const V num = diff * diff - V(src.terms.k) * (vp + min(vp, vq));
+                    const V den = V(src.terms.epsilon) + vp + min(vq, V(1000.f) * vp);
+                    L::store(max(num / den, V(0.f)), out + (x - xs));
+                });
+                std::fill(out + (hi - xs), out + gw, zero);
+            }
+            for (int j = 0; j < gh; ++j) {
+                const Float4* in = scratch.positions.data() + std::ptrdiff_t(j) * gw;
+                Float4* out = scratch.rowSums.data() + std::ptrdiff_t(j) * tw;
+                forEachGroup(0, tw, [&]<class V>(int i) {
+                    using L = Lanes<V>;
+                    V sum = L::load(in + i);
+                    for (int k = 1; k < Patch; ++k) sum += L::load(in + i + k);
+                    L::store(sum, out + i);
+                });
+            }
+            float* distance = scratch.distances.data() + offsetIndex<Window>(dx, dy) * area;
+            for (int j = 0; j < th; ++j) {
+                const int y = tile.y0 + j;
+                if (y + dy < 0 || y + dy >= src.height) continue;
+                const int lo = std::max(tile.x0, -dx) - tile.x0;
+                const int hi = std::min(tile.x1, src.width - dx) - tile.x0;
+                const Float4* column = scratch.rowSums.data() + std::ptrdiff_t(j) * tw;
+                float* row = distance + std::ptrdiff_t(j) * tw;
+                forEachGroup(lo, hi, [&]<class V>(int i) {
+                    using L = Lanes<V>;
+                    V sum = L::load(column + i);
+                    for (int k = 1; k < Patch; ++k) sum += L::load(column + std::ptrdiff_t(k) * tw + i);
+                    L::storeFirst(L::luminance(sum * V(patchFactor<Patch>())), row + i);
+                });
+            }
+        }
+    }
+    return scratch.distances.data();
+}
+
+// The colour-only weighted means of the pixels (x, y) .. (x + n - 1, y), n = 4 or 8 as V holds
+// one weight per pixel (Float4, Float8); see meansGroup.
+template <int Window, class V>
+inline void meansOf(const MeansTile& t, int x, int y) {
+    constexpr int n = sizeof(V) / sizeof(float);
+    constexpr int wr = Window / 2;
+    const std::ptrdiff_t row = std::ptrdiff_t(y) * t.width;
+    const std::size_t local = std::size_t((y - t.tile.y0) * t.tile.width() + (x - t.tile.x0));
+    const V minusH(-t.h);
+    const V log2e(kLog2e);
+    V weight(0.f);
+    // Pixel values times weights, a pixel (Float4) or two (Float8) at a time.
+    using L = Lanes<V>;
+    constexpr int groups = n / L::pixels;
+    V sum[groups];
+    for (V& s : sum) s = V(0.f);
+    for (int dy = std::max(-wr, -y); dy <= std::min(wr, t.height - 1 - y); ++dy) {
+        for (int dx = -wr; dx <= wr; ++dx) {
+            const float* d = t.distances + offsetIndex<Window>(dx, dy) * t.area + local;
+            const V w = exp2(minusH * V::load(d) * log2e);
+            weight += w;
+            const Float4* v = t.values + row + std::ptrdiff_t(dy) * t.width + dx + x;
+            if constexpr (n == 4) {
+                sum[0] += v[0] * nlm::broadcast<0>(w);
+                sum[1] += v[1] * nlm::broadcast<1>(w);
+                sum[2] += v[2] * nlm::broadcast<2>(w);
+                sum[3] += v[3] * nlm::broadcast<3>(w);
+            } else {
+                for (int g = 0; g < groups; ++g) sum[g] += L::load(v + 2 * g) * w.pairOf(g);
+            }
+        }
+    }
+    alignas(32) float weights[n];
+    weight.store(weights);
+    alignas(32) Float4 sums[n];
+    for (int g = 0; g < groups; ++g) L::store(sum[g], sums + g * L::pixels);
+    for (int k = 0; k < n; ++k) {
+        const std::ptrdiff_t p = row + x + k;
+        const bool skipped = t.candidatesOnly && !isNlmCandidate(t.colour[p], t.variance[p]);
+        t.out[p] = skipped ? t.values[p] : sums[k] / Float4(weights[k]);
+    }
+}
+
+// The colour-only weighted means of as many pixels from (x, y) on as one group takes (8 or 4;
+// the pixels' windows must lie inside the image up to pixel x + 7, or x + 3); returns how many.
+template <int Window>
+inline int meansGroup(const MeansTile& t, int x, int y) {
+#ifdef LUMORA_NLM_FLOAT8
+    if (x + 8 <= t.tile.x1 && x + 7 + Window / 2 < t.width) {
+        meansOf<Window, Float8>(t, x, y);
+        return 8;
+    }
+#endif
+    meansOf<Window, Float4>(t, x, y);
+    return 4;
+}
+
+// The feature exponent M of pixel p (and p + 1 for Float8) paired with the pixel `shift` further
+// on, floors scaled by floorScale, to out[0] (and out[1]).
+template <class V>
+inline void featureExponentsAt(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t p,
+                               std::ptrdiff_t shift, float* out) {
+    using L = Lanes<V>;
+    V m(-1.f);
+    for (const NlmFeature& f : features) {
+        if (!f.active()) continue;
+        if (f.zero) {
+            m = max(m, V(0.f));
+            continue;
+        }
+        const std::ptrdiff_t q = p + shift;
+        const V diff = L::load(f.mean + p) - L::load(f.mean + q);
+        const V fvp = L::load(f.variance + p);
+        const V num = diff * diff - (fvp + min(fvp, L::load(f.variance + q))) * V(f.cancellation);
+        const V den = max(V(f.floor * floorScale), L::load(f.gradient + p));
+        m = max(m, V(f.weight) * num / den);
+    }
+    L::storeFirst(L::hmax(m), out);
+}
+
+// The feature exponents of the pixels row + x0 .. row + x1 - 1 to out[x0] .. out[x1 - 1].
+inline void featureExponentRow(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t row,
+                               std::ptrdiff_t shift, int x0, int x1, float* out) {
+    forEachGroup(x0, x1, [&]<class V>(int x) { featureExponentsAt<V>(features, floorScale, row + x, shift, out + x); });
+}
+
+// The three-candidate filter of the pixels (x, y) .. (x + pixels - 1, y), all candidates with the
+// same window offsets.
+template <int Window, int Patch, class V>
+inline void triPixels(const TriTile& t, int x, int y, const OffsetRange& range) {
+    using L = Lanes<V>;
+    constexpr int n2 = Window * Window;
+    const std::ptrdiff_t width = t.width;
+    const std::ptrdiff_t p = std::ptrdiff_t(y) * width + x;
+    const V up = L::load(t.colour + p);
+    const V vp = L::load(t.variance + p);
+    // What every neighbour shares: parts of the centre position's normaliser and of the change of
+    // its distance.
+    const V up002 = V(0.02f) * up;
+    const V epsilonVp = V(t.epsilon) + vp;
+    const V cap = V(1000.f) * vp;
+    const V strengths(t.strengths);
+    const V minusH(-t.h);
+    const V log2e(kLog2e);
+    const V patchArea(float(Patch * Patch));
+    const std::size_t area = t.area;
+    const int local = (y - t.tile.y0) * t.tile.width() + (x - t.tile.x0);
+    const auto at = [&](const float* image, int dx, int dy) {
+        return L::splat(image + offsetIndex<Window>(dx, dy) * area + std::size_t(local));
+    };
+    // Three passes over the neighbours, in window order: perturbed distances, weights, sums. Each
+    // loop is short and its iterations independent, so they overlap where one loop doing
+    // everything would wait on its own long chain of dependent steps.
+    std::array<V, n2> perturbed;  // D + the change of D
+    int n = 0;
+    for (int dy = range.dy0; dy <= range.dy1; ++dy) {
+        for (int dx = range.dx0; dx <= range.dx1; ++dx) {
+            const std::ptrdiff_t q = p + dy * width + dx;
+            // First-order change of the centre position's distance when u_p grows by 1 %.
+            const V den = epsilonVp + min(L::load(t.variance + q), cap);
+            perturbed[std::size_t(n++)] =
+                at(t.distances, dx, dy) + L::luminance(up002 * (up - L::load(t.colour + q)) / den) / patchArea;
+        }
+    }
+    std::array<V, n2> weight;
+    std::array<V, n2> perturbedWeight;
+    n = 0;
+    for (int dy = range.dy0; dy <= range.dy1; ++dy) {
+        for (int dx = range.dx0; dx <= range.dx1; ++dx) {
+            // The feature weight exp(-M) rides in the unused fourth lane of the colour weights
+            // (M = -1 without active features, which never lowers a colour weight).
+            const std::size_t i = std::size_t(n++);
+            const V e = exp2(minusH * (at(t.distances, dx, dy) * strengths) * log2e +
+                             L::lane3(L::negate(at(t.exponents, dx, dy))) * log2e);
+            const V wf = L::template broadcast<3>(e);
+            weight[i] = min(e, wf);
+            perturbedWeight[i] = min(exp2(minusH * (perturbed[i] * strengths) * log2e), wf);
+        }
+    }
+    // Per candidate the weighted values (plain and perturbed), and the weight sums of the three
+    // candidates in lanes 0 to 2.
+    V value[3] = {V(0.f), V(0.f), V(0.f)};
+    V perturbedValue[3] = {V(0.f), V(0.f), V(0.f)};
+    V weightSum(0.f);
+    V perturbedWeightSum(0.f);
+    const V perturbation(1.01f);
+    n = 0;
+    for (int dy = range.dy0; dy <= range.dy1; ++dy) {
+        for (int dx = range.dx0; dx <= range.dx1; ++dx) {
+            const V uq = L::load(t.colour + p + dy * width + dx);
+            const V w = weight[std::size_t(n)];
+            const V wp = perturbedWeight[std::size_t(n++)];
+            weightSum += w;
+            perturbedWeightSum += wp;
+            value[0] += L::template broadcast<0>(w) * uq;
+            value[1] += L::template broadcast<1>(w) * uq;
+            value[2] += L::template broadcast<2>(w) * uq;
+            const V wp101 = wp * perturbation;
+            perturbedValue[0] += L::template broadcast<0>(wp101) * uq;
+            perturbedValue[1] += L::template broadcast<1>(wp101) * uq;
+            perturbedValue[2] += L::template broadcast<2>(wp101) * uq;
+        }
+    }
+    const V scale = V(0.01f) * L::luminance(up) + V(0.000001f);
+    const V w[3] = {L::template broadcast<0>(weightSum), L::template broadcast<1>(weightSum),
+                    L::template broadcast<2>(weightSum)};
+    const V wp[3] = {L::template broadcast<0>(perturbedWeightSum), L::template broadcast<1>(perturbedWeightSum),
+                     L::template broadcast<2>(perturbedWeightSum)};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const V f = value[i] / w[i];
+        const V fp = perturbedValue[i] / wp[i];
+        L::store(f, t.value[i] + p);
+        L::store((fp - f) / scale, t.divergence[i] + p);
+    }
+    L::storeFirst(L::luminance(w[1]), t.weightSum + p);
+}
+
+// The three-candidate filter of the tile's part of row y.
+template <int Window, int Patch>
+inline void triRow(const TriTile& t, int y) {
+    constexpr int wr = Window / 2;
+    const std::ptrdiff_t row = std::ptrdiff_t(y) * t.width;
+    const auto candidate = [&](int x) { return isNlmCandidate(t.colour[row + x], t.variance[row + x]); };
+    for (int x = t.tile.x0; x < t.tile.x1;) {
+        const std::ptrdiff_t p = row + x;
+        if (!candidate(x)) {
+            t.weightSum[p] = 1000.f;
+            for (std::size_t i = 0; i < 3; ++i) t.value[i][p] = t.divergence[i][p] = t.colour[p];
+            ++x;
+            continue;
+        }
+        const auto range = OffsetRange::of(wr, x, y, t.width, t.height);
+#ifdef LUMORA_NLM_FLOAT8
+        // Two pixels at once where the second is a candidate with the same window offsets.
+        if (x + 1 < t.tile.x1 && x >= wr && x + 1 + wr < t.width && candidate(x + 1)) {
+            triPixels<Window, Patch, Float8>(t, x, y, range);
+            x += 2;
+            continue;
+        }
+#endif
+        triPixels<Window, Patch, Float4>(t, x, y, range);
+        ++x;
+    }
+}
