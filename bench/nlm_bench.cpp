@@ -11,6 +11,7 @@
 #include "bench_noise.hpp"
 #include "lumora/denoise/nlm_denoiser.hpp"
 #include "lumora/foundation/scheduler.hpp"
+#include "lumora/foundation/system.hpp"
 
 namespace {
 
@@ -21,6 +22,9 @@ using lumora::Float4;
 constexpr int width = 1920;
 constexpr int height = 1080;
 constexpr float passes = 16.f;
+
+// As the editor runs.
+const bool memoryKept = (lumora::utils::keepFreedMemoryForReuse(), true);
 
 using lumora::bench::hash;
 using lumora::bench::noise;

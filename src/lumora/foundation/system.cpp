@@ -2,6 +2,9 @@
 
 #include <sys/random.h>
 #include <unistd.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include <cerrno>
 #include <thread>
@@ -13,6 +16,15 @@ namespace lumora::utils {
 int getLogicalProcessorCount() {
     const unsigned n = std::thread::hardware_concurrency();
     return n == 0 ? 1 : static_cast<int>(n);
+}
+
+void keepFreedMemoryForReuse() {
+#if defined(__GLIBC__)
+    // Images of a few megapixels are above the largest size glibc would serve from its heap rather
+    // than map on their own, so mapping is switched off, and the heap is never trimmed.
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, -1);
+#endif
 }
 
 void secureRandom(void* buffer, std::size_t size) {

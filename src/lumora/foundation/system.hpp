@@ -16,6 +16,12 @@ constexpr bool isDevelopmentEnviro() { return false; }
 // cannot.
 void secureRandom(void* buffer, std::size_t size);
 
+// Makes freed memory stay with the process for the next allocation instead of going back to the
+// system. The editor allocates and frees many images of the same size one after the other; handed
+// back and requested anew, every page of each would be faulted in and zeroed again by the kernel.
+// The process keeps its peak size until it exits. Call once at start-up, before any thread runs.
+void keepFreedMemoryForReuse();
+
 // Full path of the running executable.
 std::filesystem::path getExecutableFilePath();
 
