@@ -26,43 +26,60 @@ Bitmap<Float4> randomImage(int width, int height, unsigned seed, float lo, float
 }
 
 // The distances shared over a tile are those of each pixel's own clipped patch, and the feature
-// exponents those of each pair, at the offset's own floor scale.
+// exponents those of each pair, at the offset's own floor scale: with the plain kernels and the
+// two-pixel ones, and with features whose quotients are mostly negative (large variance), often
+// zero (few levels) or positive, so that each of them decides some exponents.
 template <int Window, int Patch>
 void expectSharedDistancesMatchDirectOnes() {
     const int width = 23, height = 19;
     const Bitmap<Float4> colour = randomImage(width, height, 1, 0.f, 1.f);
     const Bitmap<Float4> variance = randomImage(width, height, 2, 0.001f, 0.01f);
+    const Bitmap<Float4> large = randomImage(width, height, 3, 0.2f, 0.5f);
+    Bitmap<Float4> levels = randomImage(width, height, 4, 0.f, 2.f);
+    for (std::size_t i = 0; i < levels.size(); ++i) levels.data()[i] = floor(levels.data()[i]) * Float4(0.5f);
     const nlm::ColourTerms terms{Float4(1.f), Float4(0.0001f)};
     const nlm::PatchSource src{colour.data(), variance.data(), width, height, terms};
-    const NlmFeature feature{colour.data(), variance.data(), variance.data(), Float4(2.f), Float4(0.002f),
-                             Float4(1.f), NlmFeature::kActive};
+    const auto feature = [&](const Bitmap<Float4>& mean, const Bitmap<Float4>& var, float weight) {
+        return NlmFeature{mean.data(), var.data(), variance.data(), Float4(weight), Float4(0.002f), Float4(1.f),
+                          NlmFeature::kActive};
+    };
+    const std::array features{feature(colour, large, 1.f), feature(levels, variance, 0.5f),
+                              feature(colour, variance, 2.f)};
     std::array<float, Window * Window> floorScale;
     for (std::size_t i = 0; i < floorScale.size(); ++i) floorScale[i] = 1.f + float(i);
     nlm::WindowScratch scratch;
     int visits = 0;
-    for (const nlm::Tile tile : {nlm::Tile{0, 9, 0, 7}, nlm::Tile{9, 23, 7, 19}, nlm::Tile{0, 9, 7, 19}}) {
-        const float* distances = nlm::tileDistances<Window, Patch>(src, tile, scratch);
-        const float* exponents =
-            nlm::tileFeatureExponents<Window>({&feature, 1}, floorScale.data(), width, height, tile, scratch);
-        for (int y = tile.y0; y < tile.y1; ++y) {
-            for (int x = tile.x0; x < tile.x1; ++x) {
-                const int local = (y - tile.y0) * tile.width() + x - tile.x0;
-                const auto range = nlm::OffsetRange::of(Window / 2, x, y, width, height);
-                nlm::forEachOffset<Window>(distances, std::size_t(tile.area()), local, range, [&](int dx, int dy, float d) {
-                    ++visits;
-                    ASSERT_TRUE(x + dx >= 0 && x + dx < width && y + dy >= 0 && y + dy < height);
-                    const PatchClip clip = PatchClip::of(Patch / 2, x, y, x + dx, y + dy, width, height);
-                    const float direct = nlm::colourDistanceBorder<Patch>(
-                        colour.data(), variance.data(), width, y * width + x, (y + dy) * width + x + dx, clip, terms);
-                    ASSERT_NEAR(d, direct, 1e-5f * direct + 1e-7f)
-                        << "pixel (" << x << ", " << y << ") offset (" << dx << ", " << dy << ")";
-                    const std::size_t o = nlm::offsetIndex<Window>(dx, dy);
-                    ASSERT_EQ(exponents[o * std::size_t(tile.area()) + std::size_t(local)],
-                              nlm::featureExponent({&feature, 1}, y * width + x, (y + dy) * width + x + dx, floorScale[o]));
-                });
+    const bool wide = nlm::wideKernels();
+    for (const bool on : {false, true}) {
+        nlm::setWideKernels(on);
+        for (const nlm::Tile tile : {nlm::Tile{0, 9, 0, 7}, nlm::Tile{9, 23, 7, 19}, nlm::Tile{0, 9, 7, 19}}) {
+            const float* distances = nlm::tileDistances<Window, Patch>(src, tile, scratch);
+            const float* exponents =
+                nlm::tileFeatureExponents<Window>(features, floorScale.data(), width, height, tile, scratch);
+            for (int y = tile.y0; y < tile.y1; ++y) {
+                for (int x = tile.x0; x < tile.x1; ++x) {
+                    const int local = (y - tile.y0) * tile.width() + x - tile.x0;
+                    const auto range = nlm::OffsetRange::of(Window / 2, x, y, width, height);
+                    nlm::forEachOffset<Window>(distances, std::size_t(tile.area()), local, range,
+                                               [&](int dx, int dy, float d) {
+                        ++visits;
+                        ASSERT_TRUE(x + dx >= 0 && x + dx < width && y + dy >= 0 && y + dy < height);
+                        const PatchClip clip = PatchClip::of(Patch / 2, x, y, x + dx, y + dy, width, height);
+                        const float direct =
+                            nlm::colourDistanceBorder<Patch>(colour.data(), variance.data(), width, y * width + x,
+                                                             (y + dy) * width + x + dx, clip, terms);
+                        ASSERT_NEAR(d, direct, 1e-5f * direct + 1e-7f)
+                            << "pixel (" << x << ", " << y << ") offset (" << dx << ", " << dy << ")";
+                        const std::size_t o = nlm::offsetIndex<Window>(dx, dy);
+                        ASSERT_EQ(exponents[o * std::size_t(tile.area()) + std::size_t(local)],
+                                  nlm::featureExponent(features, y * width + x, (y + dy) * width + x + dx,
+                                                       floorScale[o]));
+                    });
+                }
             }
         }
     }
+    nlm::setWideKernels(wide);
     EXPECT_GT(visits, 0);
 }
 

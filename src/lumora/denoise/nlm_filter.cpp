@@ -49,12 +49,11 @@ std::optional<Bitmap<Float4>> NlmWindowFilter<Window, Patch, CandidatesOnly>::ru
             const int rowLocal = (y - tile.y0) * tile.width() - tile.x0;
             for (int x = tile.x0; x < tile.x1;) {
                 const auto range = nlm::OffsetRange::of(wr, x, y, width, height);
-                if (features.empty() && x + 4 <= tile.x1 && x >= wr && x + 3 + wr < width) {
-                    // Colour weights alone: four or eight pixels of a row whose windows lie inside
-                    // the image share one vector exponential, each lane summing its own pixel's
-                    // weights.
-                    nlm::MeansTile t{colour_.data(), variance_.data(), values, width, height, tile, distances, area, h,
-                                     CandidatesOnly, out.data()};
+                if (x + 4 <= tile.x1 && x >= wr && x + 3 + wr < width) {
+                    // Four or eight pixels of a row whose windows lie inside the image: their
+                    // weights in one vector, each lane summing its own pixel's.
+                    const nlm::MeansTile t{colour_.data(), variance_.data(), values, width, height, tile, distances,
+                                           exponents, area, h, CandidatesOnly, out.data()};
                     x += nlm::meansGroup<Window>(t, x, y);
                     continue;
                 }

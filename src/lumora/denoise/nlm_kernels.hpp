@@ -22,6 +22,7 @@ struct Lanes<Float4> {
     static Float4 hmax(Float4 v) { return Float4(v.hmax()); }
     static Float4 lane3(Float4 v) { return Float4(0.f, 0.f, 0.f, v.w()); }
     static Float4 negate(Float4 v) { return Float4(-v.x(), -v.y(), -v.z(), -v.w()); }
+    static bool all(Float4 mask) { return mask.all(); }
     template <int I>
     static Float4 broadcast(Float4 v) {
         return nlm::broadcast<I>(v);
@@ -40,6 +41,7 @@ struct Lanes<Float8> {
     static Float8 hmax(Float8 v) { return v.hmax(); }
     static Float8 lane3(Float8 v) { return v.lane3(); }
     static Float8 negate(Float8 v) { return -v; }
+    static bool all(Float8 mask) { return lumora::all(mask); }
     template <int I>
     static Float8 broadcast(Float8 v) {
         return v.template broadcast<I>();
@@ -135,8 +137,31 @@ inline const float* tileDistances(const PatchSource& src, const Tile& tile, Wind
     return scratch.distances.data();
 }
 
-// The colour-only weighted means of the pixels (x, y) .. (x + n - 1, y), n = 4 or 8 as V holds
-// one weight per pixel (Float4, Float8); see meansGroup.
+// fastExp2 lane by lane: its polynomial and power of two where every lane lies in [-126, 127],
+// the scalar function itself otherwise.
+template <class V>
+inline V fastExp2Lanes(V x) {
+    if (!Lanes<V>::all((x >= V(-126.f)) & (x <= V(127.f)))) {
+        alignas(32) float lanes[sizeof(V) / sizeof(float)];
+        x.store(lanes);
+        for (float& lane : lanes) lane = fastExp2(lane);
+        return V::load(lanes);
+    }
+    const V n = (x + V(127.5f)).truncated() - V(127.f);  // nearest integer, as fastExp2 takes it
+    const V f = x - n;
+    V p = V(1.535336188319500e-4f) * f + V(1.339887440266574e-3f);
+    p = p * f + V(9.618437357674640e-3f);
+    p = p * f + V(5.550332471162809e-2f);
+    p = p * f + V(2.402264791363012e-1f);
+    p = p * f + V(6.931472028550421e-1f);
+    p = p * f + V(1.f);
+    return p * V::pow2(n);
+}
+
+// The weighted means of the pixels (x, y) .. (x + n - 1, y), n = 4 or 8 as V holds one weight per
+// pixel (Float4, Float8); see meansGroup. Without feature exponents the weights are the four-lane
+// exponential of the colour distances; with them, as for a single pixel, the smaller of fastExp2's
+// colour and feature weights.
 template <int Window, class V>
 inline void meansOf(const MeansTile& t, int x, int y) {
     constexpr int n = sizeof(V) / sizeof(float);
@@ -153,8 +178,15 @@ inline void meansOf(const MeansTile& t, int x, int y) {
     for (V& s : sum) s = V(0.f);
     for (int dy = std::max(-wr, -y); dy <= std::min(wr, t.height - 1 - y); ++dy) {
         for (int dx = -wr; dx <= wr; ++dx) {
-            const float* d = t.distances + offsetIndex<Window>(dx, dy) * t.area + local;
-            const V w = exp2(minusH * V::load(d) * log2e);
+            const std::size_t o = offsetIndex<Window>(dx, dy) * t.area + local;
+            V w(0.f);
+            if (t.exponents) {
+                const V colour = fastExp2Lanes(minusH * V::load(t.distances + o) * log2e);
+                const V feature = fastExp2Lanes(L::negate(V::load(t.exponents + o)) * log2e);
+                w = select(feature < colour, feature, colour);  // std::min(colour, feature)
+            } else {
+                w = exp2(minusH * V::load(t.distances + o) * log2e);
+            }
             weight += w;
             const Float4* v = t.values + row + std::ptrdiff_t(dy) * t.width + dx + x;
             if constexpr (n == 4) {
@@ -178,7 +210,7 @@ inline void meansOf(const MeansTile& t, int x, int y) {
     }
 }
 
-// The colour-only weighted means of as many pixels from (x, y) on as one group takes (8 or 4;
+// The weighted means of as many pixels from (x, y) on as one group takes (8 or 4;
 // the pixels' windows must lie inside the image up to pixel x + 7, or x + 3); returns how many.
 template <int Window>
 inline int meansGroup(const MeansTile& t, int x, int y) {

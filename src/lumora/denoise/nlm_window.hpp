@@ -118,7 +118,7 @@ struct TriTile {
 template <int Window, int Patch>
 void triRow(const TriTile& t, int y);
 
-// What the colour-only weighted means of NlmFilter and NlmVectorFilter work on in one tile.
+// What the weighted means of NlmFilter and NlmVectorFilter work on in one tile.
 struct MeansTile {
     const Float4* colour;  // the weights' colour and variance, for the candidate test
     const Float4* variance;
@@ -126,13 +126,14 @@ struct MeansTile {
     int width, height;
     Tile tile;
     const float* distances;  // of tileDistances
+    const float* exponents;  // of tileFeatureExponents, or none without features
     std::size_t area;        // of the tile
     float h;
     bool candidatesOnly;  // pixels that are not candidates keep their value
     Float4* out;          // whole image
 };
 
-// The colour-only weighted means of as many pixels of row y from x on as one group of the kernel
+// The weighted means of as many pixels of row y from x on as one group of the kernel
 // takes (8 or 4, within the tile; the windows of pixels x .. x + 7 must lie inside the image
 // across, or of x .. x + 3 when fewer than eight remain); returns how many. Forms: 7, 11.
 template <int Window>

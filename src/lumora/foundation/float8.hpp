@@ -87,6 +87,11 @@ inline Float8 max(Float8 a, Float8 b) { return Float8(_mm256_max_ps(a.raw(), b.r
 inline Float8 operator>(Float8 a, Float8 b) { return Float8(_mm256_cmp_ps(a.raw(), b.raw(), _CMP_GT_OQ)); }
 inline Float8 operator<(Float8 a, Float8 b) { return Float8(_mm256_cmp_ps(a.raw(), b.raw(), _CMP_LT_OQ)); }
 inline Float8 operator==(Float8 a, Float8 b) { return Float8(_mm256_cmp_ps(a.raw(), b.raw(), _CMP_EQ_OQ)); }
+inline Float8 operator<=(Float8 a, Float8 b) { return Float8(_mm256_cmp_ps(a.raw(), b.raw(), _CMP_LE_OQ)); }
+inline Float8 operator>=(Float8 a, Float8 b) { return Float8(_mm256_cmp_ps(a.raw(), b.raw(), _CMP_GE_OQ)); }
+inline Float8 operator&(Float8 a, Float8 b) { return Float8(_mm256_and_ps(a.raw(), b.raw())); }
+// For comparison masks: whether all eight lanes hold.
+inline bool all(Float8 mask) { return _mm256_movemask_ps(mask.raw()) == 0xFF; }
 inline Float8 select(Float8 mask, Float8 ifTrue, Float8 ifFalse) {
     return Float8(_mm256_or_ps(_mm256_and_ps(mask.raw(), ifTrue.raw()), _mm256_andnot_ps(mask.raw(), ifFalse.raw())));
 }
