@@ -26,8 +26,8 @@ namespace lumora::nlm::avx2 {
 #include "lumora/denoise/nlm_kernels.hpp"
 // Templates instantiated where they are used would be compiled after the region, so every one
 // of them is instantiated here.
-template void featureExponentsAt<Float4>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t, float*);
-template void featureExponentsAt<Float8>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t, float*);
+template Float4 featureMaxima<Float4>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t);
+template Float8 featureMaxima<Float8>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t);
 template void triPixels<13, 7, Float4>(const TriTile&, int, int, const OffsetRange&);
 template void triPixels<13, 7, Float8>(const TriTile&, int, int, const OffsetRange&);
 template void triPixels<17, 3, Float4>(const TriTile&, int, int, const OffsetRange&);

@@ -125,11 +125,21 @@ inline const float* tileDistances(const PatchSource& src, const Tile& tile, Wind
                 const int hi = std::min(tile.x1, src.width - dx) - tile.x0;
                 const Float4* column = scratch.rowSums.data() + std::ptrdiff_t(j) * tw;
                 float* row = distance + std::ptrdiff_t(j) * tw;
-                forEachGroup(lo, hi, [&]<class V>(int i) {
-                    using L = Lanes<V>;
-                    V sum = L::load(column + i);
-                    for (int k = 1; k < Patch; ++k) sum += L::load(column + std::ptrdiff_t(k) * tw + i);
-                    L::storeFirst(L::luminance(sum * V(patchFactor<Patch>())), row + i);
+                const auto columnSum = [&]<class V>(int i) {
+                    V sum = Lanes<V>::load(column + i);
+                    for (int k = 1; k < Patch; ++k) sum += Lanes<V>::load(column + std::ptrdiff_t(k) * tw + i);
+                    return sum * V(patchFactor<Patch>());
+                };
+                int i = lo;
+#ifdef LUMORA_NLM_FLOAT8
+                // Eight pixels share one division for their luminances.
+                for (; i + 8 <= hi; i += 8) {
+                    const auto at = [&](int k) { return columnSum.template operator()<Float8>(i + k); };
+                    luminances(at(0), at(2), at(4), at(6)).store(row + i);
+                }
+#endif
+                forEachGroup(i, hi, [&]<class V>(int i) {
+                    Lanes<V>::storeFirst(Lanes<V>::luminance(columnSum.template operator()<V>(i)), row + i);
                 });
             }
         }
@@ -224,11 +234,11 @@ inline int meansGroup(const MeansTile& t, int x, int y) {
     return 4;
 }
 
-// The feature exponent M of pixel p (and p + 1 for Float8) paired with the pixel `shift` further
-// on, floors scaled by floorScale, to out[0] (and out[1]).
+// The lane maxima m of the feature exponent M of pixel p (and p + 1 for Float8) paired with the
+// pixel `shift` further on, floors scaled by floorScale; M is the largest lane of m.
 template <class V>
-inline void featureExponentsAt(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t p,
-                               std::ptrdiff_t shift, float* out) {
+inline V featureMaxima(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t p,
+                       std::ptrdiff_t shift) {
     using L = Lanes<V>;
     V m(-1.f);
     for (const NlmFeature& f : features) {
@@ -244,13 +254,23 @@ inline void featureExponentsAt(std::span<const NlmFeature> features, float floor
         const V den = max(V(f.floor * floorScale), L::load(f.gradient + p));
         m = max(m, V(f.weight) * num / den);
     }
-    L::storeFirst(L::hmax(m), out);
+    return m;
 }
 
 // The feature exponents of the pixels row + x0 .. row + x1 - 1 to out[x0] .. out[x1 - 1].
 inline void featureExponentRow(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t row,
                                std::ptrdiff_t shift, int x0, int x1, float* out) {
-    forEachGroup(x0, x1, [&]<class V>(int x) { featureExponentsAt<V>(features, floorScale, row + x, shift, out + x); });
+    int x = x0;
+#ifdef LUMORA_NLM_FLOAT8
+    // Eight pixels at a time take their largest lanes together.
+    for (; x + 8 <= x1; x += 8) {
+        const auto at = [&](int k) { return featureMaxima<Float8>(features, floorScale, row + x + k, shift); };
+        largestLanes(at(0), at(2), at(4), at(6)).store(out + x);
+    }
+#endif
+    forEachGroup(x, x1, [&]<class V>(int x) {
+        Lanes<V>::storeFirst(Lanes<V>::hmax(featureMaxima<V>(features, floorScale, row + x, shift)), out + x);
+    });
 }
 
 // The three-candidate filter of the pixels (x, y) .. (x + pixels - 1, y), all candidates with the

@@ -98,6 +98,42 @@ inline Float8 select(Float8 mask, Float8 ifTrue, Float8 ifFalse) {
 
 inline Float8 Float8::luminance() const { return (broadcast<0>() + broadcast<1>() + broadcast<2>()) / Float8(3.f); }
 
+// The lanes of the eight pixels held by a, b, c, d (two each, in that order) gathered lane by lane:
+// lane0 holds lane 0 of every pixel, and so on, in the order 0 2 4 6 | 1 3 5 7 of the pixels
+// (inPixelOrder puts them in order).
+struct PixelLanes {
+    Float8 lane0, lane1, lane2, lane3;
+};
+
+inline PixelLanes pixelLanes(Float8 a, Float8 b, Float8 c, Float8 d) {
+    // Per half a 4 x 4 transpose.
+    const __m256 ab0 = _mm256_unpacklo_ps(a.raw(), b.raw());  // a0 b0 a1 b1
+    const __m256 ab1 = _mm256_unpackhi_ps(a.raw(), b.raw());  // a2 b2 a3 b3
+    const __m256 cd0 = _mm256_unpacklo_ps(c.raw(), d.raw());
+    const __m256 cd1 = _mm256_unpackhi_ps(c.raw(), d.raw());
+    return {Float8(_mm256_shuffle_ps(ab0, cd0, 0x44)), Float8(_mm256_shuffle_ps(ab0, cd0, 0xEE)),
+            Float8(_mm256_shuffle_ps(ab1, cd1, 0x44)), Float8(_mm256_shuffle_ps(ab1, cd1, 0xEE))};
+}
+
+inline Float8 inPixelOrder(Float8 v) {
+    return Float8(_mm256_permutevar8x32_ps(v.raw(), _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
+}
+
+// The luminances (r + g + b) / 3 of the eight pixels of a, b, c, d in pixel order, each added as
+// Float4::luminance adds; one division serves them all.
+inline Float8 luminances(Float8 a, Float8 b, Float8 c, Float8 d) {
+    const PixelLanes l = pixelLanes(a, b, c, d);
+    return inPixelOrder((l.lane0 + l.lane1 + l.lane2) / Float8(3.f));
+}
+
+// The largest lanes of the eight pixels of a, b, c, d in pixel order, each taken as Float4::hmax
+// takes it.
+inline Float8 largestLanes(Float8 a, Float8 b, Float8 c, Float8 d) {
+    const PixelLanes l = pixelLanes(a, b, c, d);
+    const auto larger = [](Float8 p, Float8 q) { return select(p < q, q, p); };
+    return inPixelOrder(larger(larger(l.lane0, l.lane1), larger(l.lane2, l.lane3)));
+}
+
 inline Float8 Float8::hmax() const {
     const auto larger = [](Float8 a, Float8 b) { return select(a < b, b, a); };
     return larger(larger(broadcast<0>(), broadcast<1>()), larger(broadcast<2>(), broadcast<3>()));
