@@ -147,6 +147,30 @@ inline const float* tileDistances(const PatchSource& src, const Tile& tile, Wind
     return scratch.distances.data();
 }
 
+// The polynomial of fastExp2 and exp2(Float4): 2^f for f in [-0.5, 0.5], exact at 0.
+template <class V>
+inline V exp2Polynomial(V f) {
+    V p = V(1.535336188319500e-4f) * f + V(1.339887440266574e-3f);
+    p = p * f + V(9.618437357674640e-3f);
+    p = p * f + V(5.550332471162809e-2f);
+    p = p * f + V(2.402264791363012e-1f);
+    p = p * f + V(6.931472028550421e-1f);
+    return p * f + V(1.f);
+}
+
+// exp2(Float4) for V, the same operations in the same order (for Float8 lane by lane).
+template <class V>
+inline V exp2Lanes(V x) {
+    const V c = min(max(x, V(-150.f)), V(129.f));
+    const V a = c + V(0.5f);
+    const V t = a.truncated();
+    const V n = t - select(t > a, V(1.f), V(0.f));
+    const V p = exp2Polynomial(c - n);
+    // 2^n in two halves keeps both factors in the normal range.
+    const V n1 = (n * V(0.5f)).truncated();
+    return select(x == x, p * V::pow2(n1) * V::pow2(n - n1), x);  // NaN stays NaN
+}
+
 // fastExp2 lane by lane: its polynomial and power of two where every lane lies in [-126, 127],
 // the scalar function itself otherwise.
 template <class V>
@@ -158,14 +182,7 @@ inline V fastExp2Lanes(V x) {
         return V::load(lanes);
     }
     const V n = (x + V(127.5f)).truncated() - V(127.f);  // nearest integer, as fastExp2 takes it
-    const V f = x - n;
-    V p = V(1.535336188319500e-4f) * f + V(1.339887440266574e-3f);
-    p = p * f + V(9.618437357674640e-3f);
-    p = p * f + V(5.550332471162809e-2f);
-    p = p * f + V(2.402264791363012e-1f);
-    p = p * f + V(6.931472028550421e-1f);
-    p = p * f + V(1.f);
-    return p * V::pow2(n);
+    return exp2Polynomial(x - n) * V::pow2(n);
 }
 
 // The weighted means of the pixels (x, y) .. (x + n - 1, y), n = 4 or 8 as V holds one weight per
@@ -195,7 +212,7 @@ inline void meansOf(const MeansTile& t, int x, int y) {
                 const V feature = fastExp2Lanes(L::negate(V::load(t.exponents + o)) * log2e);
                 w = select(feature < colour, feature, colour);  // std::min(colour, feature)
             } else {
-                w = exp2(minusH * V::load(t.distances + o) * log2e);
+                w = exp2Lanes(minusH * V::load(t.distances + o) * log2e);
             }
             weight += w;
             const Float4* v = t.values + row + std::ptrdiff_t(dy) * t.width + dx + x;
@@ -319,11 +336,11 @@ inline void triPixels(const TriTile& t, int x, int y, const OffsetRange& range) 
             // The feature weight exp(-M) rides in the unused fourth lane of the colour weights
             // (M = -1 without active features, which never lowers a colour weight).
             const std::size_t i = std::size_t(n++);
-            const V e = exp2(minusH * (at(t.distances, dx, dy) * strengths) * log2e +
-                             L::lane3(L::negate(at(t.exponents, dx, dy))) * log2e);
+            const V e = exp2Lanes(minusH * (at(t.distances, dx, dy) * strengths) * log2e +
+                                  L::lane3(L::negate(at(t.exponents, dx, dy))) * log2e);
             const V wf = L::template broadcast<3>(e);
             weight[i] = min(e, wf);
-            perturbedWeight[i] = min(exp2(minusH * (perturbed[i] * strengths) * log2e), wf);
+            perturbedWeight[i] = min(exp2Lanes(minusH * (perturbed[i] * strengths) * log2e), wf);
         }
     }
     // Per candidate the weighted values (plain and perturbed), and the weight sums of the three

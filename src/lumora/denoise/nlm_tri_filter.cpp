@@ -1,7 +1,8 @@
 #include "lumora/denoise/nlm_tri_filter.hpp"
 
 #include <cmath>
-#include <vector>
+#include <algorithm>
+#include <array>
 
 #include "lumora/denoise/nlm_window.hpp"
 #include "lumora/foundation/exception.hpp"

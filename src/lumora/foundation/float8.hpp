@@ -139,22 +139,4 @@ inline Float8 Float8::hmax() const {
     return larger(larger(broadcast<0>(), broadcast<1>()), larger(broadcast<2>(), broadcast<3>()));
 }
 
-// exp2 of Float4, the same operations in the same order.
-inline Float8 exp2(Float8 x) {
-    const Float8 c = min(max(x, Float8(-150.f)), Float8(129.f));
-    const Float8 a = c + Float8(0.5f);
-    const Float8 t = a.truncated();
-    const Float8 n = t - select(t > a, Float8(1.f), Float8(0.f));
-    const Float8 f = c - n;
-    Float8 p = Float8(1.535336188319500e-4f) * f + Float8(1.339887440266574e-3f);
-    p = p * f + Float8(9.618437357674640e-3f);
-    p = p * f + Float8(5.550332471162809e-2f);
-    p = p * f + Float8(2.402264791363012e-1f);
-    p = p * f + Float8(6.931472028550421e-1f);
-    p = p * f + Float8(1.f);
-    const Float8 n1 = (n * Float8(0.5f)).truncated();
-    const Float8 r = p * Float8::pow2(n1) * Float8::pow2(n - n1);
-    return select(x == x, r, x);
-}
-
 }  // namespace lumora
