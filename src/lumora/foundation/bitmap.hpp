@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "lumora/foundation/exception.hpp"
 #include "lumora/foundation/geometry.hpp"
+#include "lumora/foundation/system.hpp"
 
 namespace lumora {
 
@@ -49,6 +51,22 @@ private:
     int width_ = 0;
     int height_ = 0;
     std::ptrdiff_t stride_ = 0;
+};
+
+// The allocator of bitmap pixels (utils::allocatePixels).
+template <class T>
+struct PixelAllocator {
+    static_assert(alignof(T) <= alignof(std::max_align_t));
+    using value_type = T;
+    PixelAllocator() = default;
+    template <class U>
+    PixelAllocator(const PixelAllocator<U>&) noexcept {}
+    T* allocate(std::size_t n) {
+        if (n > std::size_t(-1) / sizeof(T)) throw std::bad_array_new_length();
+        return static_cast<T*>(utils::allocatePixels(n * sizeof(T)));
+    }
+    void deallocate(T* p, std::size_t) noexcept { utils::freePixels(p); }
+    friend bool operator==(PixelAllocator, PixelAllocator) { return true; }
 };
 
 template <class T>
@@ -110,7 +128,7 @@ private:
 
     int width_ = 0;
     int height_ = 0;
-    std::vector<T> pixels_;
+    std::vector<T, PixelAllocator<T>> pixels_;
 };
 
 }  // namespace lumora

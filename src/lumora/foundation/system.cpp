@@ -1,5 +1,6 @@
 #include "lumora/foundation/system.hpp"
 
+#include <sys/mman.h>
 #include <sys/random.h>
 #include <unistd.h>
 #if defined(__GLIBC__)
@@ -7,6 +8,9 @@
 #endif
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
 #include <thread>
 
 #include "lumora/foundation/exception.hpp"
@@ -26,6 +30,22 @@ void keepFreedMemoryForReuse() {
     mallopt(M_TRIM_THRESHOLD, -1);
 #endif
 }
+
+void* allocatePixels(std::size_t bytes) {
+    void* p = std::malloc(bytes == 0 ? 1 : bytes);
+    if (!p) throw std::bad_alloc();
+#if defined(MADV_HUGEPAGE)
+    // Only a hint, for the large pages inside the block: where the system has none, or the block
+    // is smaller, it stays as it is. (Aligning the block itself would leave gaps in the heap.)
+    constexpr std::uintptr_t largePage = std::uintptr_t(2) << 20;
+    const auto begin = (reinterpret_cast<std::uintptr_t>(p) + largePage - 1) & ~(largePage - 1);
+    const auto end = (reinterpret_cast<std::uintptr_t>(p) + bytes) & ~(largePage - 1);
+    if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#endif
+    return p;
+}
+
+void freePixels(void* pixels) noexcept { std::free(pixels); }
 
 void secureRandom(void* buffer, std::size_t size) {
     auto* p = static_cast<unsigned char*>(buffer);

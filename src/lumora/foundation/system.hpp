@@ -22,6 +22,13 @@ void secureRandom(void* buffer, std::size_t size);
 // The process keeps its peak size until it exits. Call once at start-up, before any thread runs.
 void keepFreedMemoryForReuse();
 
+// Memory for pixel arrays, released with freePixels. The 2 MiB pages inside a block are marked for
+// the processor's large pages where the system offers them, so that a full-size image costs a few
+// dozen page faults and address-translation entries instead of thousands (the window filters read
+// a dozen rows at once). Throws std::bad_alloc when there is no memory.
+void* allocatePixels(std::size_t bytes);
+void freePixels(void* pixels) noexcept;
+
 // Full path of the running executable.
 std::filesystem::path getExecutableFilePath();
 
