@@ -7,6 +7,7 @@
 #include "lumora/denoise/nlm_simd.hpp"
 #include "lumora/denoise/nlm_weight.hpp"
 #include "lumora/denoise/nlm_window.hpp"
+#include "lumora/foundation/exception.hpp"
 #include "lumora/foundation/float4.hpp"
 
 namespace lumora::nlm::base {
@@ -26,8 +27,11 @@ namespace lumora::nlm::avx2 {
 #include "lumora/denoise/nlm_kernels.hpp"
 // Templates instantiated where they are used would be compiled after the region, so every one
 // of them is instantiated here.
-template Float4 featureMaxima<Float4>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t);
-template Float8 featureMaxima<Float8>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t);
+template bool featureMaxima<Float4, 1>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t, Float4*);
+template bool featureMaxima<Float8, 1>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t, Float8*);
+template bool featureMaxima<Float8, 4>(std::span<const NlmFeature>, float, std::ptrdiff_t, std::ptrdiff_t, Float8*);
+template Float4 positivePart<Float4>(Float4);
+template Float8 positivePart<Float8>(Float8);
 template void triPixels<13, 7, Float4>(const TriTile&, int, int, const OffsetRange&);
 template void triPixels<13, 7, Float8>(const TriTile&, int, int, const OffsetRange&);
 template void triPixels<17, 3, Float4>(const TriTile&, int, int, const OffsetRange&);
@@ -73,6 +77,7 @@ void setWideKernels(bool on) { wideSwitch().store(on && cpuHasAvx2(), std::memor
 
 void featureExponentRow(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t row,
                         std::ptrdiff_t shift, int x0, int x1, float* out) {
+    LUMORA_ASSERT(features.size() <= kMaxNlmFeatures);
 #if LUMORA_NLM_AVX2
     if (wideKernels()) return avx2::featureExponentRow(features, floorScale, row, shift, x0, x1, out);
 #endif

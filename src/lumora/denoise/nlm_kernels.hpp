@@ -251,42 +251,72 @@ inline int meansGroup(const MeansTile& t, int x, int y) {
     return 4;
 }
 
-// The lane maxima m of the feature exponent M of pixel p (and p + 1 for Float8) paired with the
-// pixel `shift` further on, floors scaled by floorScale; M is the largest lane of m.
-template <class V>
-inline V featureMaxima(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t p,
-                       std::ptrdiff_t shift) {
+// The lane maxima m[k] of the feature exponent M (M is the largest lane of m[k]) of Pairs vectors
+// of pixels from p on (pixel p + k, or p + 2k and p + 2k + 1 for Float8), each pixel paired with
+// the pixel `shift` further on, floors scaled by floorScale. Returns false, leaving m alone, where
+// every quotient of every pair is at most 0, the features agreeing within their noise: M is then
+// at most 0, and its weight exp(-M), at least 1, never lowers a colour weight, which is at most 1.
+template <class V, int Pairs>
+inline bool featureMaxima(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t p,
+                          std::ptrdiff_t shift, V* m) {
     using L = Lanes<V>;
-    V m(-1.f);
+    // c * num and den of each feature that is active and not all zero, before any division.
+    V product[kMaxNlmFeatures][Pairs];
+    V den[kMaxNlmFeatures][Pairs];
+    V atMostZero = V(0.f) <= V(0.f);
+    std::size_t n = 0;
+    for (const NlmFeature& f : features) {
+        if (!f.active() || f.zero) continue;
+        const V floor(f.floor * floorScale);
+        for (int k = 0; k < Pairs; ++k) {
+            const std::ptrdiff_t pk = p + k * L::pixels;
+            const V diff = L::load(f.mean + pk) - L::load(f.mean + pk + shift);
+            const V fvp = L::load(f.variance + pk);
+            const V num = diff * diff - (fvp + min(fvp, L::load(f.variance + pk + shift))) * V(f.cancellation);
+            product[n][k] = V(f.weight) * num;
+            den[n][k] = max(floor, L::load(f.gradient + pk));
+            // NaN on either side, or a zero normaliser, leaves the quotient to the division.
+            atMostZero = atMostZero & (product[n][k] <= V(0.f)) & (den[n][k] > V(0.f));
+        }
+        ++n;
+    }
+    if (L::all(atMostZero)) return false;
+    for (int k = 0; k < Pairs; ++k) m[k] = V(-1.f);
+    n = 0;
     for (const NlmFeature& f : features) {
         if (!f.active()) continue;
-        if (f.zero) {
-            m = max(m, V(0.f));
-            continue;
-        }
-        const std::ptrdiff_t q = p + shift;
-        const V diff = L::load(f.mean + p) - L::load(f.mean + q);
-        const V fvp = L::load(f.variance + p);
-        const V num = diff * diff - (fvp + min(fvp, L::load(f.variance + q))) * V(f.cancellation);
-        const V den = max(V(f.floor * floorScale), L::load(f.gradient + p));
-        m = max(m, V(f.weight) * num / den);
+        for (int k = 0; k < Pairs; ++k) m[k] = max(m[k], f.zero ? V(0.f) : product[n][k] / den[n][k]);
+        n += f.zero ? 0 : 1;
     }
-    return m;
+    return true;
 }
 
-// The feature exponents of the pixels row + x0 .. row + x1 - 1 to out[x0] .. out[x1 - 1].
+// M where it is above 0 (or NaN), else +0.
+template <class V>
+inline V positivePart(V m) {
+    return select(m <= V(0.f), V(0.f), m);
+}
+
+// The feature exponents of the pixels row + x0 .. row + x1 - 1 to out[x0] .. out[x1 - 1], each
+// stored as 0 where it is not above 0 (see featureMaxima).
 inline void featureExponentRow(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t row,
                                std::ptrdiff_t shift, int x0, int x1, float* out) {
     int x = x0;
 #ifdef LUMORA_NLM_FLOAT8
-    // Eight pixels at a time take their largest lanes together.
+    // Eight pixels at a time, taking their largest lanes together.
     for (; x + 8 <= x1; x += 8) {
-        const auto at = [&](int k) { return featureMaxima<Float8>(features, floorScale, row + x + k, shift); };
-        largestLanes(at(0), at(2), at(4), at(6)).store(out + x);
+        Float8 m[4];
+        if (!featureMaxima<Float8, 4>(features, floorScale, row + x, shift, m)) {
+            Float8(0.f).store(out + x);
+            continue;
+        }
+        positivePart(largestLanes(m[0], m[1], m[2], m[3])).store(out + x);
     }
 #endif
     forEachGroup(x, x1, [&]<class V>(int x) {
-        Lanes<V>::storeFirst(Lanes<V>::hmax(featureMaxima<V>(features, floorScale, row + x, shift)), out + x);
+        V m[1];
+        const bool above = featureMaxima<V, 1>(features, floorScale, row + x, shift, m);
+        Lanes<V>::storeFirst(above ? positivePart(Lanes<V>::hmax(m[0])) : V(0.f), out + x);
     });
 }
 

@@ -22,6 +22,9 @@
 
 namespace lumora {
 
+// At most one feature of each type.
+constexpr std::size_t kMaxNlmFeatures = 5;
+
 // One feature as the filters see it.
 struct NlmFeature {
     static constexpr std::uint32_t kActive = 4;
