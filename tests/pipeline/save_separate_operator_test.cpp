@@ -22,13 +22,14 @@ struct Fixture {
     Fixture() : source({{0, 0}, {4, 3}}), folder(test::processFolder("save_separate")) {
         fs::remove_all(folder);
         fs::create_directories(folder);
-        source.elements = {{"Key", ElementLayout::Rgb, ElementFlag::LightSelect}};
-        source.colour["Key"] = Bitmap<Float4>(4, 3, Float4(0.5f));
+        source.elements = {{"Key", ElementLayout::Rgb, ElementFlag::LightSelect},
+                           {"Normals", ElementLayout::Rgb, ElementFlag::RawData | ElementFlag::NoSharpenBlur}};
+        for (const ElementInfo& e : source.elements) source.colour[e.name] = Bitmap<Float4>(4, 3, Float4(0.5f));
         saver.setDependency(0, &source);
         saver.setInfoCallback(infos.callback());
         saver.setErrorCallback(errors.callback());
-        saver.setBitmapSaver([this](const fs::path& path, const Picture&, bool) {
-            files.push_back(path.filename().string());
+        saver.setBitmapSaver([this](const fs::path& path, const Picture&, bool rawData) {
+            files.push_back(path.filename().string() + (rawData ? " raw" : ""));
             std::ofstream{path};
             return std::expected<bool, std::string>(true);
         });
@@ -43,15 +44,16 @@ struct Fixture {
     fs::path folder;
     SaveSeparateOperator saver;
     test::MessageLog infos, errors;
-    std::vector<std::string> files;  // as the writer is given them
+    std::vector<std::string> files;  // as the writer is given them, " raw" added for raw data
 };
 
-TEST(SaveSeparateOperator, ASingleElementGoesToTheOutputPathAndTheSaveIsReported) {
+TEST(SaveSeparateOperator, ASingleElementGoesToTheOutputPathMarkedAsRawDataWhereItIs) {
+    // Raw data is only left untagged as colour, which pictures read back do not show.
     Fixture f;
-    f.save(f.source.elements, "Beauty.png");
-    EXPECT_EQ(f.files, std::vector<std::string>{"Beauty.png"});
+    f.save({f.source.elements[1]}, "Normals.png");
+    EXPECT_EQ(f.files, std::vector<std::string>{"Normals.png raw"});
     EXPECT_EQ(f.infos.texts(),
-              std::vector<std::string>{"Image \"" + (f.folder / "Beauty.png").string() + "\" has been successfully saved."});
+              std::vector<std::string>{"Image \"" + (f.folder / "Normals.png").string() + "\" has been successfully saved."});
 }
 
 TEST(SaveSeparateOperator, EveryFailureEndsTheJobWithItsWholeMessageAndLeavesNoFile) {
