@@ -36,6 +36,14 @@ inline std::filesystem::path processFolder(const std::string& name) {
     return folder;
 }
 
+// The same, emptied first.
+inline std::filesystem::path freshFolder(const std::string& name) {
+    const auto folder = processFolder(name);
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    return folder;
+}
+
 // Standard output and error go to files in the folder, which is also the working directory.
 inline Outcome runProgram(const std::string& program, const std::vector<std::string>& arguments,
                           const std::filesystem::path& folder) {

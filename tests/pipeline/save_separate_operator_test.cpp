@@ -19,9 +19,7 @@ namespace fs = std::filesystem;
 // A saver over a fake chain, in a fresh folder, whose pictures are recorded and written as
 // empty files.
 struct Fixture {
-    Fixture() : source({{0, 0}, {4, 3}}), folder(test::processFolder("save_separate")) {
-        fs::remove_all(folder);
-        fs::create_directories(folder);
+    Fixture() : source({{0, 0}, {4, 3}}), folder(test::freshFolder("save_separate")) {
         source.elements = {{"Key", ElementLayout::Rgb, ElementFlag::LightSelect},
                            {"Normals", ElementLayout::Rgb, ElementFlag::RawData | ElementFlag::NoSharpenBlur}};
         for (const ElementInfo& e : source.elements) source.colour[e.name] = Bitmap<Float4>(4, 3, Float4(0.5f));
