@@ -65,15 +65,6 @@ TEST(ConfParse, ErrorMessagesNameReasonLineAndWholeLine) {
     for (const auto& [line, reason] : cases) EXPECT_EQ(parseError(line), streamError(1, reason, line)) << line;
 }
 
-TEST(ConfParse, ErrorNamesTheLineNumberAndKeepsTheUntrimmedLine) {
-    Settings settings;
-    const std::string text = "Float colorMap.gamma = 1.8\n# comment\n  Bool colorMap.enabled = maybe  \nInt x = 1\n";
-    EXPECT_EQ(thrownMessage([&] { parseText(text, settings); }),
-              streamError(3, "boolean needs to be 'true' or 'false'", "  Bool colorMap.enabled = maybe  "));
-    // values of the lines before the error stay stored
-    EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 1.8f);
-}
-
 TEST(ConfParse, ParseLineNamesItsOwnSource) {
     Settings settings;
     EXPECT_EQ(thrownMessage([&] { Conf::parseLine("Float colorMap.gamma", settings); }),
@@ -238,12 +229,15 @@ TEST(ConfFile, ErrorsNameThePathAndEncodingsAreRead) {
         EXPECT_EQ(settings.get(384).asString(), "\xC3\xA9t\xC3\xA9") << name;
     }
 
+    // The message names the line, counted with comments, and quotes it untrimmed; the lines
+    // before it stay stored.
     const fs::path bad = folder / "bad.conf";
-    writeBytes(bad, "# one\nFloat colorMap.gamma = x\n");
+    writeBytes(bad, "Float colorMap.gamma = 1.8\n# one\n  Bool colorMap.enabled = maybe  \nInt x = 1\n");
     Settings settings;
     EXPECT_EQ(thrownMessage([&] { Conf::parse(bad, {}, settings, nullptr, {}); }),
-              "Error in.conf file '" + bad.generic_string() +
-                  "' (line 2) : invalid value declaration.\n Whole line : Float colorMap.gamma = x");
+              "Error in.conf file '" + bad.generic_string() + "' (line 3) : boolean needs to be 'true' or 'false'.\n"
+                  " Whole line :   Bool colorMap.enabled = maybe  ");
+    EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 1.8f);
 }
 
 TEST(ConfFile, SaveReplacesTheFileWholeOrNotAtAll) {
