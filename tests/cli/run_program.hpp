@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,9 +18,10 @@ extern char** environ;
 namespace lumora::test {
 
 struct Outcome {
-    int status = -1;
+    int status = -1;  // -1 when a signal ended the program
     std::string out;
     std::string err;
+    long peakKiB = 0;  // the program's largest resident size
 };
 
 inline std::string readText(const std::filesystem::path& path) {
@@ -32,6 +34,14 @@ inline std::string readText(const std::filesystem::path& path) {
 // A folder of this test process's own (ctest runs the test cases in parallel processes).
 inline std::filesystem::path processFolder(const std::string& name) {
     const auto folder = std::filesystem::path(LUMORA_TEST_TMP) / (name + "_" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder);
+    return folder;
+}
+
+// The same, emptied first.
+inline std::filesystem::path freshFolder(const std::string& name) {
+    const auto folder = processFolder(name);
+    std::filesystem::remove_all(folder);
     std::filesystem::create_directories(folder);
     return folder;
 }
@@ -57,7 +67,9 @@ inline Outcome runProgram(const std::string& program, const std::vector<std::str
     pid_t pid = 0;
     if (posix_spawn(&pid, program.c_str(), &actions, nullptr, pointers.data(), environ) == 0) {
         int status = 0;
-        waitpid(pid, &status, 0);
+        rusage usage{};
+        wait4(pid, &status, 0, &usage);
+        outcome.peakKiB = usage.ru_maxrss;
         outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         outcome.out = readText(outPath);
         outcome.err = readText(errPath);

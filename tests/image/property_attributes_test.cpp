@@ -2,17 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <memory>
 #include <vector>
-
-#include "lumora/image/exr_loader.hpp"
-#include "lumora/image/exr_saver.hpp"
 
 namespace lumora {
 namespace {
-
-namespace fs = std::filesystem;
 
 // A value of the property's type that differs from its default and survives the text forms
 // (six significant digits, quoting and escaping).
@@ -42,34 +35,24 @@ std::vector<const PropertyDescriptor*> postProcessingDescriptors() {
     return result;
 }
 
-// Stored values read back equal through the image alone and through a written file.
-void expectRoundTrip(const Settings& settings, const std::string& fileName) {
+// Stored values read back equal. The attribute types' way through a file is the EXR round trip's
+// part, the stored settings' the editor's runs.
+void expectRoundTrip(const Settings& settings) {
     ChannelImage image;
-    image.setAttribute<Bucket>(names::displayWindow, Bucket{{0, 0}, {2, 1}});
-    image.setAttribute<Bucket>(names::dataWindow, Bucket{{0, 0}, {2, 1}});
-    for (const char* c : {"R", "G", "B"}) image.addChannel(std::make_unique<Channel<float>>(c, 2, 1));
     storePropertyAttributes(image, settings);
-    const fs::path path = fs::path(LUMORA_TEST_TMP) / "property_attributes" / fileName;
-    fs::create_directories(path.parent_path());
-    ASSERT_TRUE(ExrSaver().save(image, path).has_value());
-    const auto loaded = ExrLoader().load(path);
-    ASSERT_TRUE(loaded.has_value()) << loaded.error();
-
     for (const PropertyDescriptor* d : postProcessingDescriptors()) {
         const Property expected = settings.get(d->id);
-        for (const ChannelImage* source : {static_cast<const ChannelImage*>(&image), &*loaded}) {
-            const auto stored = readPropertyAttribute(*source, *d);
-            ASSERT_TRUE(stored.has_value()) << d->name;
-            EXPECT_TRUE(*stored == expected) << d->name << ": " << toStr(*stored) << " instead of " << toStr(expected);
-        }
+        const auto stored = readPropertyAttribute(image, *d);
+        ASSERT_TRUE(stored.has_value()) << d->name;
+        EXPECT_TRUE(*stored == expected) << d->name << ": " << toStr(*stored) << " instead of " << toStr(expected);
     }
 }
 
 TEST(PropertyAttributes, EveryPostProcessingPropertyRoundTrips) {
-    expectRoundTrip(Settings(), "defaults.exr");
+    expectRoundTrip(Settings());
     Settings changed;
     for (const PropertyDescriptor* d : postProcessingDescriptors()) changed.set(d->id, otherValue(*d));
-    expectRoundTrip(changed, "changed.exr");
+    expectRoundTrip(changed);
 }
 
 // Other programs read the header: booleans and named constants are ints, arrays are text.

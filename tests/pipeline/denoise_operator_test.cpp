@@ -90,11 +90,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Refusal{"mode None", [](test::FakeSource&, Settings& s) { setMode(s, DenoisingMode::None); }, kNotEnabled},
         Refusal{"mode Gather", [](test::FakeSource&, Settings& s) { setMode(s, DenoisingMode::Gather); }, kNotEnabled},
-        Refusal{"nothing marked",
-                [](test::FakeSource& l, Settings&) {
-                    for (ElementInfo& e : l.elements) e.flags &= ~ElementFlag::ToBeDenoised;
-                },
-                kNothingSelected},
         Refusal{"marked but hidden or without denoising data",
                 [](test::FakeSource& l, Settings&) {
                     l.elements[0].flags |= ElementFlag::Hidden;

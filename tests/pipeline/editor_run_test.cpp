@@ -194,7 +194,9 @@ INSTANTIATE_TEST_SUITE_P(
                     "Render element \"LightMix Interactive\" is expected to be virtual and computed in real time. It "
                     "shall not be physically stored."},
         FailureCase{"UnreadableInput", {"n1.lxr", "missing.lxr", "out.lxr"},
-                    "Cannot operate with image file \"missing.lxr\". No such file or directory."}),
+                    "Cannot operate with image file \"missing.lxr\". No such file or directory."},
+        // The reason "Is a directory." contains the path "." itself, which must still be named.
+        FailureCase{"FolderInput", {".", "out.lxr"}, "Cannot operate with image file \".\". Is a directory."}),
     caseName);
 
 INSTANTIATE_TEST_SUITE_P(
@@ -281,10 +283,9 @@ TEST(EditorRun, DenoisingAllElementsWarnsAboutTheOnesWithoutDenoisingDataAndKeep
     EXPECT_EQ(storedProperty(output, PropertyId::colorMapSimpleExposure), Property(1.5f));
 }
 
-TEST(EditorRun, FullModeDenoisesAndWithoutARequiredFeatureSkipsEveryElement) {
+// The full mode's results are checked through the operators on a render and its reference.
+TEST(EditorRun, FullModeWithoutARequiredFeatureSkipsEveryElement) {
     const std::string full = "Int denoise.filterType = Full";
-    expectSuccess({"-s", full, "-e", "BEAUTY", "n1.lxr", "Full.lxr"});
-    EXPECT_EQ(test::channelNames(loadOutput("Full.lxr"), true), kDenoisedBeauty);
     std::string warnings;
     for (const std::string element : {"BEAUTY", "Fill", "Key", "Normals", "Spot"}) {
         warnings += "Render element " + element +
@@ -318,20 +319,13 @@ TEST(EditorRun, MergingNodesGivesTheWeightedMeanAndAMergedFileMergesAgain) {
         }
     }
 
-    // Merging the merge of two nodes with the third equals merging all three at once, with no
-    // metadata warning: the written file agrees with the renders it came from.
+    // A merged file merges again with no metadata warning: it agrees with the renders it came
+    // from. The merge's values and weight sums are the accumulator tests' part.
     expectSuccess({"n1.lxr", "n2.lxr", "N12.lxr"});
     expectSuccess({"N12.lxr", "n3.lxr", "Again.lxr"});
     const ChannelImage twice = loadOutput("Again.lxr");
     EXPECT_EQ(test::channelNames(twice, true), test::channelNames(merged, true));
     EXPECT_EQ(twice.getAttribute<int>(names::statsPasses)->value, 24);
-    for (const char* c : {"R", "A", "Fill.B", "LUMORA_FB_WEIGHTS"}) {
-        const auto& a = twice.getChannel<float>(c)->data;
-        const auto& b = merged.getChannel<float>(c)->data;
-        for (std::size_t i = 0; i < a.size(); ++i) {
-            ASSERT_NEAR(a[i], b[i], 1e-5f * std::max(1.f, std::fabs(b[i]))) << c << " value " << i;
-        }
-    }
 }
 
 TEST(EditorRun, CommandLineValuesOverrideStoredOnesAndDifferingInputsWarn) {

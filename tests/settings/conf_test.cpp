@@ -10,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include "cli/run_program.hpp"
 #include "foundation/thrown_message.hpp"
 #include "lumora/settings/property_descriptor.hpp"
 
@@ -43,20 +44,8 @@ std::string savedText(const Settings& settings, const Conf::Filter& filter = {})
 // Properties of one type compare with ==; properties of different types never are equal.
 bool sameValue(const Property& a, const Property& b) { return a.type() == b.type() && a == b; }
 
-fs::path scratchFolder(const std::string& name) {
-    const fs::path folder = fs::path(LUMORA_TEST_TMP) / "conf" / name;
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    return folder;
-}
-
 void writeBytes(const fs::path& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-std::string readBytes(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 TEST(ConfParse, ErrorMessagesNameReasonLineAndWholeLine) {
@@ -74,15 +63,6 @@ TEST(ConfParse, ErrorMessagesNameReasonLineAndWholeLine) {
         {"String colorMap.lut.path = \"abc", "Incorrectly escaped string"},
     };
     for (const auto& [line, reason] : cases) EXPECT_EQ(parseError(line), streamError(1, reason, line)) << line;
-}
-
-TEST(ConfParse, ErrorNamesTheLineNumberAndKeepsTheUntrimmedLine) {
-    Settings settings;
-    const std::string text = "Float colorMap.gamma = 1.8\n# comment\n  Bool colorMap.enabled = maybe  \nInt x = 1\n";
-    EXPECT_EQ(thrownMessage([&] { parseText(text, settings); }),
-              streamError(3, "boolean needs to be 'true' or 'false'", "  Bool colorMap.enabled = maybe  "));
-    // values of the lines before the error stay stored
-    EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 1.8f);
 }
 
 TEST(ConfParse, ParseLineNamesItsOwnSource) {
@@ -200,7 +180,7 @@ TEST(ConfSave, DefaultAndChangedValuesReadBackUnchanged) {
 }
 
 TEST(ConfFile, MissingDefaultFileIsCreatedOnlyWhenAsked) {
-    const fs::path folder = scratchFolder("create");
+    const fs::path folder = test::freshFolder("conf_create");
     EXPECT_EQ(Conf::getDefaultFileName(),
               fs::path("Config-" + std::to_string(PropertyDescriptor::descriptorsHash()) + ".conf"));
     const fs::path path = folder / Conf::getDefaultFileName();
@@ -212,7 +192,7 @@ TEST(ConfFile, MissingDefaultFileIsCreatedOnlyWhenAsked) {
     settings.set(PropertyId::colorMapGamma, Property(1.9f));
     Conf::parse(path, Conf::ConfParserFlag::CreateDefaultFile, settings, nullptr, {});
 
-    const std::string written = readBytes(path);
+    const std::string written = test::readText(path);
     const std::string header =
         "#####################################################\n"
         "# Default Lumora auto-generated initial config file #\n"
@@ -226,12 +206,12 @@ TEST(ConfFile, MissingDefaultFileIsCreatedOnlyWhenAsked) {
     writeBytes(path, "Float colorMap.gamma = 1.3\n");
     Conf::parse(path, Conf::ConfParserFlag::CreateDefaultFile, settings, nullptr, {});
     EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 1.3f);
-    EXPECT_EQ(readBytes(path), "Float colorMap.gamma = 1.3\n");
+    EXPECT_EQ(test::readText(path), "Float colorMap.gamma = 1.3\n");
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
 }
 
 TEST(ConfFile, ErrorsNameThePathAndEncodingsAreRead) {
-    const fs::path folder = scratchFolder("encodings");
+    const fs::path folder = test::freshFolder("conf_encodings");
     const std::string text = "Float colorMap.gamma = 1.6\r\nString colorMap.lut.path = \"\xC3\xA9t\xC3\xA9\"\n";
     std::string utf16le = "\xFF\xFE", utf16be = "\xFE\xFF";
     const std::u16string units = u"Float colorMap.gamma = 1.6\r\nString colorMap.lut.path = \"\u00E9t\u00E9\"\n";
@@ -249,21 +229,24 @@ TEST(ConfFile, ErrorsNameThePathAndEncodingsAreRead) {
         EXPECT_EQ(settings.get(384).asString(), "\xC3\xA9t\xC3\xA9") << name;
     }
 
+    // The message names the line, counted with comments, and quotes it untrimmed; the lines
+    // before it stay stored.
     const fs::path bad = folder / "bad.conf";
-    writeBytes(bad, "# one\nFloat colorMap.gamma = x\n");
+    writeBytes(bad, "Float colorMap.gamma = 1.8\n# one\n  Bool colorMap.enabled = maybe  \nInt x = 1\n");
     Settings settings;
     EXPECT_EQ(thrownMessage([&] { Conf::parse(bad, {}, settings, nullptr, {}); }),
-              "Error in.conf file '" + bad.generic_string() +
-                  "' (line 2) : invalid value declaration.\n Whole line : Float colorMap.gamma = x");
+              "Error in.conf file '" + bad.generic_string() + "' (line 3) : boolean needs to be 'true' or 'false'.\n"
+                  " Whole line :   Bool colorMap.enabled = maybe  ");
+    EXPECT_EQ(settings.getFloat(PropertyId::colorMapGamma), 1.8f);
 }
 
 TEST(ConfFile, SaveReplacesTheFileWholeOrNotAtAll) {
-    const fs::path folder = scratchFolder("save");
+    const fs::path folder = test::freshFolder("conf_save");
     const fs::path path = folder / "out.conf";
     writeBytes(path, "old\n");
     Settings settings;
     Conf::save(settings, path, {});
-    EXPECT_EQ(readBytes(path), savedText(settings));
+    EXPECT_EQ(test::readText(path), savedText(settings));
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
 
     const fs::path unreachable = folder / "no-such-folder" / "out.conf";
@@ -273,7 +256,7 @@ TEST(ConfFile, SaveReplacesTheFileWholeOrNotAtAll) {
     // saving a value that has no text form fails before the file is touched
     settings.set(PropertyId::colorMapGamma, Property());
     EXPECT_THROW(Conf::save(settings, path, {}), Exception);
-    EXPECT_EQ(readBytes(path), savedText(Settings()));
+    EXPECT_EQ(test::readText(path), savedText(Settings()));
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
 }
 }  // namespace
