@@ -43,8 +43,10 @@ void expectSharedDistancesMatchDirectOnes() {
     const nlm::ColourTerms terms{Float4(1.f), Float4(0.0001f)};
     const nlm::PatchSource src{colour.data(), variance.data(), width, height, terms};
     const auto feature = [&](const Bitmap<Float4>& mean, const Bitmap<Float4>& var, float weight) {
-        return NlmFeature{mean.data(), var.data(), variance.data(), Float4(weight), Float4(0.002f), Float4(1.f),
-                          NlmFeature::kActive};
+        NlmFeature f{mean.data(), var.data(), variance.data(), Float4(weight), Float4(0.002f), Float4(1.f),
+                     NlmFeature::kActive};
+        f.positiveNormaliser = true;
+        return f;
     };
     const std::array mixed{feature(colour, large, 1.f), feature(levels, variance, 0.5f),
                            feature(colour, variance, 2.f)};

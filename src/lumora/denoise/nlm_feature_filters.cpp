@@ -58,6 +58,13 @@ bool allZero(const Bitmap<Float4>& image) {
     return true;
 }
 
+bool hasNoNaN(const Bitmap<Float4>& image) {
+    for (std::size_t i = 0; i < image.size(); ++i) {
+        if (!(image.data()[i] == image.data()[i]).all()) return false;
+    }
+    return true;
+}
+
 bool isFinite(Float4 v) {
     return std::isfinite(v.x()) && std::isfinite(v.y()) && std::isfinite(v.z()) && std::isfinite(v.w());
 }
@@ -101,6 +108,7 @@ bool NlmFeatureFilters::add(BatchFilter& batch, Bitmap<Float4> mean, Bitmap<Floa
     auto gradient = squaredGradient(batch, f.mean);
     if (!gradient) return false;
     f.gradient = std::move(*gradient);
+    f.gradientDefined = hasNoNaN(f.gradient);
     f.zero = allZero(f.mean) && allZero(f.variance);
     filters_.push_back(std::move(f));
     refreshViews();
@@ -129,6 +137,7 @@ std::optional<NlmFeatureFilters> NlmFeatureFilters::halved(BatchFilter& batch) c
         auto gradient = squaredGradient(batch, h.mean);
         if (!gradient) return std::nullopt;
         h.gradient = std::move(*gradient);
+        h.gradientDefined = hasNoNaN(h.gradient);
         h.zero = f.zero;  // the reduction of zeros is zero
         out.filters_.push_back(std::move(h));
     }
@@ -141,7 +150,8 @@ void NlmFeatureFilters::refreshViews() {
     for (const NlmFeatureFilter& f : filters_) {
         views_.push_back(NlmFeature{f.mean.data(), f.variance.data(), f.gradient.data(), f.descriptor.bandwidth,
                                     f.descriptor.floor, f.descriptor.scale, f.descriptor.flags,
-                                    f.zero && isFinite(f.descriptor.bandwidth)});
+                                    f.zero && isFinite(f.descriptor.bandwidth),
+                                    f.gradientDefined && (f.descriptor.floor > Float4(0.f)).all()});
     }
 }
 

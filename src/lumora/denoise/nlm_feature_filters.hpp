@@ -23,6 +23,7 @@ struct NlmFeatureFilter {
     // bandwidth is the weight c, floor the gradient floor b, scale the cancellation factor a.
     FeatureDescriptor descriptor;
     bool zero = false;  // mean and variance 0 everywhere
+    bool gradientDefined = false;  // no NaN in G
 };
 
 class NlmFeatureFilters final : public NlmFeatureOwner {

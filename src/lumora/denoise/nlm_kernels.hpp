@@ -260,23 +260,23 @@ template <class V, int Pairs>
 inline bool featureMaxima(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t p,
                           std::ptrdiff_t shift, V* m) {
     using L = Lanes<V>;
-    // c * num and den of each feature that is active and not all zero, before any division.
+    // c * num of each feature that is active and not all zero, before any division.
     V product[kMaxNlmFeatures][Pairs];
-    V den[kMaxNlmFeatures][Pairs];
-    V atMostZero = V(0.f) <= V(0.f);
+    // NaN, or a normaliser that may be 0 or NaN, leaves the quotients to the divisions.
+    V atMostZero = V(floorScale > 0.f ? 0.f : 1.f) <= V(0.f);
     std::size_t n = 0;
     for (const NlmFeature& f : features) {
         if (!f.active() || f.zero) continue;
-        const V floor(f.floor * floorScale);
+        const V cancellation(f.cancellation);
+        const V weight(f.weight);
+        if (!f.positiveNormaliser) atMostZero = V(1.f) <= V(0.f);
         for (int k = 0; k < Pairs; ++k) {
             const std::ptrdiff_t pk = p + k * L::pixels;
             const V diff = L::load(f.mean + pk) - L::load(f.mean + pk + shift);
             const V fvp = L::load(f.variance + pk);
-            const V num = diff * diff - (fvp + min(fvp, L::load(f.variance + pk + shift))) * V(f.cancellation);
-            product[n][k] = V(f.weight) * num;
-            den[n][k] = max(floor, L::load(f.gradient + pk));
-            // NaN on either side, or a zero normaliser, leaves the quotient to the division.
-            atMostZero = atMostZero & (product[n][k] <= V(0.f)) & (den[n][k] > V(0.f));
+            const V num = diff * diff - (fvp + min(fvp, L::load(f.variance + pk + shift))) * cancellation;
+            product[n][k] = weight * num;
+            atMostZero = atMostZero & (product[n][k] <= V(0.f));
         }
         ++n;
     }
@@ -285,8 +285,16 @@ inline bool featureMaxima(std::span<const NlmFeature> features, float floorScale
     n = 0;
     for (const NlmFeature& f : features) {
         if (!f.active()) continue;
-        for (int k = 0; k < Pairs; ++k) m[k] = max(m[k], f.zero ? V(0.f) : product[n][k] / den[n][k]);
-        n += f.zero ? 0 : 1;
+        if (f.zero) {
+            for (int k = 0; k < Pairs; ++k) m[k] = max(m[k], V(0.f));
+            continue;
+        }
+        const V floor(f.floor * floorScale);
+        for (int k = 0; k < Pairs; ++k) {
+            const V den = max(floor, L::load(f.gradient + p + k * L::pixels));
+            m[k] = max(m[k], product[n][k] / den);
+        }
+        ++n;
     }
     return true;
 }

@@ -39,6 +39,9 @@ struct NlmFeature {
     // Mean and variance are 0 at every pixel (a feature the scene does not have, such as hair ids
     // without hair) and the weight is finite: every pair then gives exactly +0 in all lanes.
     bool zero = false;
+    // The normaliser max(b * s, G) is above 0 at every pixel for any floor scale s > 0: G has no NaN
+    // and b is above 0. A quotient's sign is then that of c * num.
+    bool positiveNormaliser = false;
 
     bool active() const { return (flags & kActive) != 0; }
 };
