@@ -147,42 +147,61 @@ inline const float* tileDistances(const PatchSource& src, const Tile& tile, Wind
     return scratch.distances.data();
 }
 
-// The polynomial of fastExp2 and exp2(Float4): 2^f for f in [-0.5, 0.5], exact at 0.
-template <class V>
-inline V exp2Polynomial(V f) {
-    V p = V(1.535336188319500e-4f) * f + V(1.339887440266574e-3f);
-    p = p * f + V(9.618437357674640e-3f);
-    p = p * f + V(5.550332471162809e-2f);
-    p = p * f + V(2.402264791363012e-1f);
-    p = p * f + V(6.931472028550421e-1f);
-    return p * f + V(1.f);
-}
-
-// exp2(Float4) for V, the same operations in the same order (for Float8 lane by lane).
-template <class V>
-inline V exp2Lanes(V x) {
-    const V c = min(max(x, V(-150.f)), V(129.f));
-    const V a = c + V(0.5f);
-    const V t = a.truncated();
-    const V n = t - select(t > a, V(1.f), V(0.f));
-    const V p = exp2Polynomial(c - n);
-    // 2^n in two halves keeps both factors in the normal range.
-    const V n1 = (n * V(0.5f)).truncated();
-    return select(x == x, p * V::pow2(n1) * V::pow2(n - n1), x);  // NaN stays NaN
-}
-
-// fastExp2 lane by lane: its polynomial and power of two where every lane lies in [-126, 127],
-// the scalar function itself otherwise.
-template <class V>
-inline V fastExp2Lanes(V x) {
-    if (!Lanes<V>::all((x >= V(-126.f)) & (x <= V(127.f)))) {
-        alignas(32) float lanes[sizeof(V) / sizeof(float)];
-        x.store(lanes);
-        for (float& lane : lanes) lane = fastExp2(lane);
-        return V::load(lanes);
+// The polynomial of fastExp2 and exp2(Float4): 2^f for f in [-0.5, 0.5], exact at 0; of N
+// arguments at once, the steps of the N evaluations alternating (see exp2Lanes).
+template <class V, int N>
+inline void exp2Polynomials(const V (&f)[N], V (&p)[N]) {
+    for (int k = 0; k < N; ++k) p[k] = V(1.535336188319500e-4f) * f[k] + V(1.339887440266574e-3f);
+    for (const float coefficient : {9.618437357674640e-3f, 5.550332471162809e-2f, 2.402264791363012e-1f,
+                                    6.931472028550421e-1f, 1.f}) {
+        for (int k = 0; k < N; ++k) p[k] = p[k] * f[k] + V(coefficient);
     }
-    const V n = (x + V(127.5f)).truncated() - V(127.f);  // nearest integer, as fastExp2 takes it
-    return exp2Polynomial(x - n) * V::pow2(n);
+}
+
+// exp2(Float4) for V, the same operations in the same order (for Float8 lane by lane), of N
+// arguments at once, in place: the steps of the N evaluations alternate, so that the processor has
+// independent work while each waits on its long chain of dependent steps.
+template <class V, int N>
+inline void exp2Lanes(V (&x)[N]) {
+    V c[N], n[N], p[N];
+    for (int k = 0; k < N; ++k) c[k] = min(max(x[k], V(-150.f)), V(129.f));
+    for (int k = 0; k < N; ++k) {
+        const V a = c[k] + V(0.5f);
+        const V t = a.truncated();
+        n[k] = t - select(t > a, V(1.f), V(0.f));
+    }
+    for (int k = 0; k < N; ++k) c[k] = c[k] - n[k];
+    exp2Polynomials(c, p);
+    for (int k = 0; k < N; ++k) {
+        // 2^n in two halves keeps both factors in the normal range.
+        const V n1 = (n[k] * V(0.5f)).truncated();
+        x[k] = select(x[k] == x[k], p[k] * V::pow2(n1) * V::pow2(n[k] - n1), x[k]);  // NaN stays NaN
+    }
+}
+
+// fastExp2 lane by lane, of N arguments at once in place (see exp2Lanes): its polynomial and power
+// of two where every lane of an argument lies in [-126, 127], the scalar function itself otherwise.
+template <class V, int N>
+inline void fastExp2Lanes(V (&x)[N]) {
+    bool inRange[N];
+    V n[N], f[N], p[N];
+    for (int k = 0; k < N; ++k) {
+        inRange[k] = Lanes<V>::all((x[k] >= V(-126.f)) & (x[k] <= V(127.f)));
+        f[k] = inRange[k] ? x[k] : V(0.f);  // the others go through the scalar function below
+        n[k] = (f[k] + V(127.5f)).truncated() - V(127.f);  // nearest integer, as fastExp2 takes it
+    }
+    for (int k = 0; k < N; ++k) f[k] = f[k] - n[k];
+    exp2Polynomials(f, p);
+    for (int k = 0; k < N; ++k) {
+        if (inRange[k]) {
+            x[k] = p[k] * V::pow2(n[k]);
+            continue;
+        }
+        alignas(32) float lanes[sizeof(V) / sizeof(float)];
+        x[k].store(lanes);
+        for (float& lane : lanes) lane = fastExp2(lane);
+        x[k] = V::load(lanes);
+    }
 }
 
 // The weighted means of the pixels (x, y) .. (x + n - 1, y), n = 4 or 8 as V holds one weight per
@@ -203,28 +222,47 @@ inline void meansOf(const MeansTile& t, int x, int y) {
     constexpr int groups = n / L::pixels;
     V sum[groups];
     for (V& s : sum) s = V(0.f);
-    for (int dy = std::max(-wr, -y); dy <= std::min(wr, t.height - 1 - y); ++dy) {
-        for (int dx = -wr; dx <= wr; ++dx) {
-            const std::size_t o = offsetIndex<Window>(dx, dy) * t.area + local;
-            V w(0.f);
-            if (t.exponents) {
-                const V colour = fastExp2Lanes(minusH * V::load(t.distances + o) * log2e);
-                const V feature = fastExp2Lanes(L::negate(V::load(t.exponents + o)) * log2e);
-                w = select(feature < colour, feature, colour);  // std::min(colour, feature)
-            } else {
-                w = exp2Lanes(minusH * V::load(t.distances + o) * log2e);
-            }
-            weight += w;
-            const Float4* v = t.values + row + std::ptrdiff_t(dy) * t.width + dx + x;
-            if constexpr (n == 4) {
-                sum[0] += v[0] * nlm::broadcast<0>(w);
-                sum[1] += v[1] * nlm::broadcast<1>(w);
-                sum[2] += v[2] * nlm::broadcast<2>(w);
-                sum[3] += v[3] * nlm::broadcast<3>(w);
-            } else {
-                for (int g = 0; g < groups; ++g) sum[g] += L::load(v + 2 * g) * w.pairOf(g);
-            }
+    // The weights of Pairs offsets from (dx, dy) on along the row, their exponentials side by side.
+    const auto weightsAt = [&]<int Pairs>(int dx, int dy, V (&w)[Pairs]) {
+        std::size_t o[Pairs];
+        for (int k = 0; k < Pairs; ++k) o[k] = offsetIndex<Window>(dx + k, dy) * t.area + local;
+        if (!t.exponents) {
+            for (int k = 0; k < Pairs; ++k) w[k] = minusH * V::load(t.distances + o[k]) * log2e;
+            exp2Lanes(w);
+            return;
         }
+        // The colour weight, then the feature weight, of each offset.
+        V e[2 * Pairs];
+        for (int k = 0; k < Pairs; ++k) {
+            e[2 * k] = minusH * V::load(t.distances + o[k]) * log2e;
+            e[2 * k + 1] = L::negate(V::load(t.exponents + o[k])) * log2e;
+        }
+        fastExp2Lanes(e);
+        for (int k = 0; k < Pairs; ++k) w[k] = select(e[2 * k + 1] < e[2 * k], e[2 * k + 1], e[2 * k]);  // std::min
+    };
+    const auto add = [&](int dx, int dy, V w) {
+        weight += w;
+        const Float4* v = t.values + row + std::ptrdiff_t(dy) * t.width + dx + x;
+        if constexpr (n == 4) {
+            sum[0] += v[0] * nlm::broadcast<0>(w);
+            sum[1] += v[1] * nlm::broadcast<1>(w);
+            sum[2] += v[2] * nlm::broadcast<2>(w);
+            sum[3] += v[3] * nlm::broadcast<3>(w);
+        } else {
+            for (int g = 0; g < groups; ++g) sum[g] += L::load(v + 2 * g) * w.pairOf(g);
+        }
+    };
+    for (int dy = std::max(-wr, -y); dy <= std::min(wr, t.height - 1 - y); ++dy) {
+        int dx = -wr;
+        for (; dx + 2 <= wr + 1; dx += 2) {
+            V w[2];
+            weightsAt.template operator()<2>(dx, dy, w);
+            add(dx, dy, w[0]);
+            add(dx + 1, dy, w[1]);
+        }
+        V w[1];
+        weightsAt.template operator()<1>(dx, dy, w);  // the window is odd: one offset is left
+        add(dx, dy, w[0]);
     }
     alignas(32) float weights[n];
     weight.store(weights);
@@ -352,35 +390,43 @@ inline void triPixels(const TriTile& t, int x, int y, const OffsetRange& range) 
     const auto at = [&](const float* image, int dx, int dy) {
         return L::splat(image + offsetIndex<Window>(dx, dy) * area + std::size_t(local));
     };
-    // Three passes over the neighbours, in window order: perturbed distances, weights, sums. Each
-    // loop is short and its iterations independent, so they overlap where one loop doing
-    // everything would wait on its own long chain of dependent steps.
-    std::array<V, n2> perturbed;  // D + the change of D
-    int n = 0;
-    for (int dy = range.dy0; dy <= range.dy1; ++dy) {
-        for (int dx = range.dx0; dx <= range.dx1; ++dx) {
-            const std::ptrdiff_t q = p + dy * width + dx;
-            // First-order change of the centre position's distance when u_p grows by 1 %.
-            const V den = epsilonVp + min(L::load(t.variance + q), cap);
-            perturbed[std::size_t(n++)] =
-                at(t.distances, dx, dy) + L::luminance(up002 * (up - L::load(t.colour + q)) / den) / patchArea;
-        }
-    }
+    // Three passes over the neighbours, in window order: the exponents of the weights, the
+    // weights, the sums. Each loop is short and its iterations independent, so they overlap where
+    // one loop doing everything would wait on its own long chain of dependent steps.
+    //
+    // The exponents of the colour weights, the feature weight exp(-M) riding in their unused
+    // fourth lane (M = -1 without active features, which never lowers a colour weight), and of the
+    // perturbed colour weights, from D + the first-order change of the centre position's distance
+    // when u_p grows by 1 %. Then the weights in place.
     std::array<V, n2> weight;
     std::array<V, n2> perturbedWeight;
-    n = 0;
+    int n = 0;
     for (int dy = range.dy0; dy <= range.dy1; ++dy) {
-        for (int dx = range.dx0; dx <= range.dx1; ++dx) {
-            // The feature weight exp(-M) rides in the unused fourth lane of the colour weights
-            // (M = -1 without active features, which never lowers a colour weight).
-            const std::size_t i = std::size_t(n++);
-            const V e = exp2Lanes(minusH * (at(t.distances, dx, dy) * strengths) * log2e +
-                                  L::lane3(L::negate(at(t.exponents, dx, dy))) * log2e);
-            const V wf = L::template broadcast<3>(e);
-            weight[i] = min(e, wf);
-            perturbedWeight[i] = min(exp2Lanes(minusH * (perturbed[i] * strengths) * log2e), wf);
+        for (int dx = range.dx0; dx <= range.dx1; ++dx, ++n) {
+            const std::ptrdiff_t q = p + dy * width + dx;
+            const V den = epsilonVp + min(L::load(t.variance + q), cap);
+            const V d = at(t.distances, dx, dy);
+            const V perturbed = d + L::luminance(up002 * (up - L::load(t.colour + q)) / den) / patchArea;
+            weight[std::size_t(n)] = minusH * (d * strengths) * log2e + L::lane3(L::negate(at(t.exponents, dx, dy))) * log2e;
+            perturbedWeight[std::size_t(n)] = minusH * (perturbed * strengths) * log2e;
         }
     }
+    const auto weights = [&]<int N>(std::size_t i) {
+        V e[2 * N];
+        for (std::size_t k = 0; k < N; ++k) {
+            e[2 * k] = weight[i + k];
+            e[2 * k + 1] = perturbedWeight[i + k];
+        }
+        exp2Lanes(e);
+        for (std::size_t k = 0; k < N; ++k) {
+            const V wf = L::template broadcast<3>(e[2 * k]);
+            weight[i + k] = min(e[2 * k], wf);
+            perturbedWeight[i + k] = min(e[2 * k + 1], wf);
+        }
+    };
+    std::size_t i = 0;
+    for (; i + 2 <= std::size_t(n); i += 2) weights.template operator()<2>(i);
+    if (i < std::size_t(n)) weights.template operator()<1>(i);
     // Per candidate the weighted values (plain and perturbed), and the weight sums of the three
     // candidates in lanes 0 to 2.
     V value[3] = {V(0.f), V(0.f), V(0.f)};
