@@ -135,7 +135,11 @@ TEST(NlmDenoiser, OddAndTinySizesComeBackWhole) {
 
 TEST(NlmDenoiser, TextureElementsGoWithoutNormalsAndTheNextBeautyWithAll) {
     Scene scene = makeScene(24, 20);
+    // A cleared fourth lane is 0 even where the renderer wrote infinity.
+    scene.data.features[FeatureType::VisibleDiffuse].mean(3, 4) = Float4(0.2f, 0.3f, 0.5f, INFINITY);
     NlmDenoiser denoiser(scene.data);
+    const Bitmap<Float4>& diffuse = denoiser.featureFilters().filters()[0].mean;
+    for (std::size_t i = 0; i < diffuse.size(); ++i) ASSERT_EQ(diffuse.data()[i].w(), 0.f) << i;
     const auto activity = [&] {
         std::vector<bool> active;
         for (const NlmFeature& f : denoiser.featureFilters().nlmFeatures()) active.push_back(f.active());

@@ -159,7 +159,7 @@ TEST(BlendDenoised, MixesFiniteDenoisedColoursByTheBlendAmountAndKeepsAlpha) {
     original(1, 0) = Float4(1.f, 1.f, 1.f, 1.f);
     original(2, 0) = Float4(3.f, 2.f, 1.f, 0.25f);
     Bitmap<Float4>& denoised = denoise.colour[""] = Bitmap<Float4>(3, 1);
-    denoised(0, 0) = Float4(0.6f, 0.8f, 1.0f, 0.f);
+    denoised(0, 0) = Float4(0.6f, 0.8f, 1.0f, inf);  // whatever the denoised alpha, the original's stays
     denoised(1, 0) = Float4(2.f, inf, 2.f, 1.f);
     denoised(2, 0) = Float4(nan, 0.f, 0.f, 1.f);
     Settings settings;

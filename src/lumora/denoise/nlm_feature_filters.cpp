@@ -18,12 +18,12 @@ namespace {
 constexpr std::int64_t kRowsPerTask = 20;
 
 void clearFourthLane(Bitmap<Float4>& image) {
-    const Float4 keep(1.f, 1.f, 1.f, 0.f);
     const int width = image.width();
     scheduler::parallelFor(0, image.height(), kRowsPerTask, [&](std::int64_t begin, std::int64_t end) {
         for (std::int64_t y = begin; y < end; ++y) {
             Float4* row = image.row(int(y));
-            for (int x = 0; x < width; ++x) row[x] = row[x] * keep;
+            // Set, not multiplied by 0: an infinite or NaN fourth lane becomes 0 too.
+            for (int x = 0; x < width; ++x) row[x] = Float4(row[x].x(), row[x].y(), row[x].z(), 0.f);
         }
     });
 }

@@ -11,8 +11,8 @@ namespace lumora {
 
 void blendDenoised(Bitmap<Float4>& original, const Bitmap<Float4>& denoised, float amount) {
     LUMORA_ASSERT(original.width() == denoised.width() && original.height() == denoised.height());
-    const Float4 a(amount, amount, amount, 0.f);
-    const Float4 b(1.f - amount, 1.f - amount, 1.f - amount, 1.f);
+    const Float4 a(amount);
+    const Float4 b(1.f - amount);
     const int width = original.width();
     scheduler::parallelFor(0, original.height(), 16, [&](std::int64_t y0, std::int64_t y1) {
         for (auto y = static_cast<int>(y0); y < static_cast<int>(y1); ++y) {
@@ -20,8 +20,9 @@ void blendDenoised(Bitmap<Float4>& original, const Bitmap<Float4>& denoised, flo
             const Float4* d = denoised.row(y);
             for (int x = 0; x < width; ++x) {
                 if (std::isfinite(d[x].x()) && std::isfinite(d[x].y()) && std::isfinite(d[x].z())) {
-                    // The fourth lane of b is 1 and of a is 0, so alpha stays the original's.
-                    out[x] = a * d[x] + b * out[x];
+                    // Alpha stays the original's, whatever the denoised fourth lane holds.
+                    const Float4 mixed = a * d[x] + b * out[x];
+                    out[x] = Float4(mixed.x(), mixed.y(), mixed.z(), out[x].w());
                 }
             }
         }
