@@ -160,6 +160,16 @@ TEST(NlmDenoiser, TextureElementsGoWithoutNormalsAndTheNextBeautyWithAll) {
     EXPECT_EQ(activity(), (std::vector<bool>{true, true, true}));
 }
 
+TEST(NlmDenoiser, SensitivityWidensTheFeatureWidthBeforeItIsInverted) {
+    const FeatureDescriptor& diffuse = getFeatureDescriptor(FeatureType::VisibleDiffuse);
+    const FeatureDescriptor same = NlmFeatureFilters::rescaled(diffuse, 1.f);
+    for (int lane = 0; lane < 4; ++lane) EXPECT_EQ(same.bandwidth[lane], diffuse.bandwidth[lane]);
+    // 1 / (0.1 * 2.5)² is 16 exactly in single precision; (1 / 0.1²) / 2.5² is not.
+    const FeatureDescriptor wider = NlmFeatureFilters::rescaled(diffuse, 2.5f);
+    EXPECT_EQ(wider.bandwidth.x(), 16.f);
+    EXPECT_EQ(wider.scale.x(), 2.5f);
+}
+
 TEST(NlmDenoiser, ResultDoesNotDependOnTheNumberOfThreads) {
     std::vector<Bitmap<Float4>> results;
     for (int threads : {1, 2}) {

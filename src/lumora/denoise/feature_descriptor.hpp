@@ -15,7 +15,7 @@ enum class FeatureFlag : std::uint32_t {
 };
 
 struct FeatureDescriptor {
-    // Stored as 1 / width², so a sensitivity s rescales it to bandwidth / s².
+    // Stored as 1 / width² (getFeatureWidth); a sensitivity s makes it 1 / (width * s)².
     Float4 bandwidth;
     Float4 floor;
     Float4 scale;
@@ -28,5 +28,11 @@ struct FeatureDescriptor {
 
 // The descriptor of VisibleNormals, VisibleDiffuse, Hybrid or HairIds; OptixNormals has none.
 const FeatureDescriptor& getFeatureDescriptor(FeatureType type);
+
+// The width behind the descriptor's bandwidth.
+Float4 getFeatureWidth(FeatureType type);
+
+// 1 / width², lane by lane.
+Float4 inverseSquare(Float4 width);
 
 }  // namespace lumora

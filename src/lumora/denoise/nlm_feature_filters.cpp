@@ -74,7 +74,7 @@ bool isFinite(Float4 v) {
 FeatureDescriptor NlmFeatureFilters::rescaled(const FeatureDescriptor& descriptor, float sensitivity) {
     FeatureDescriptor d = descriptor;
     // bandwidth holds 1 / width²; the width grows by the sensitivity.
-    d.bandwidth = descriptor.bandwidth / Float4(sensitivity * sensitivity);
+    d.bandwidth = inverseSquare(getFeatureWidth(descriptor.type) * Float4(sensitivity));
     d.scale = descriptor.scale * Float4(sensitivity);
     return d;
 }
