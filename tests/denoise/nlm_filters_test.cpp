@@ -26,10 +26,11 @@ Bitmap<Float4> randomImage(int width, int height, unsigned seed, float lo, float
 }
 
 // The distances shared over a tile are those of each pixel's own clipped patch, and the feature
-// exponents those of each pair at the offset's own floor scale, stored as 0 where they are not
-// above 0: with the plain kernels and the two-pixel ones; with features whose quotients are mostly
-// negative (large variance), often zero (few levels) or positive, so that each of them decides
-// some exponents; and with a feature flat on the left, where whole groups of pixels agree.
+// exponents those of each pair at the offset's own floor scale: with the plain kernels and the
+// two-pixel ones; with features whose quotients are mostly negative (large variance), often zero
+// (few levels) or positive, so that each of them decides some exponents; and with a feature flat
+// on the left, where whole groups of pixels agree, and whose cleared fourth lane makes every
+// exponent at least 0, stored as 0 where it is not above 0.
 template <int Window, int Patch>
 void expectSharedDistancesMatchDirectOnes() {
     const int width = 23, height = 19;
@@ -39,7 +40,11 @@ void expectSharedDistancesMatchDirectOnes() {
     Bitmap<Float4> levels = randomImage(width, height, 4, 0.f, 2.f);
     for (std::size_t i = 0; i < levels.size(); ++i) levels.data()[i] = floor(levels.data()[i]) * Float4(0.5f);
     Bitmap<Float4> flatLeft = colour;
+    Bitmap<Float4> clearedVariance = variance;
     for (int y = 0; y < height; ++y) std::fill_n(flatLeft.row(y), 14, Float4(0.3f));
+    for (Bitmap<Float4>* image : {&flatLeft, &clearedVariance}) {
+        for (std::size_t i = 0; i < image->size(); ++i) image->data()[i] = image->data()[i] * Float4(1.f, 1.f, 1.f, 0.f);
+    }
     const nlm::ColourTerms terms{Float4(1.f), Float4(0.0001f)};
     const nlm::PatchSource src{colour.data(), variance.data(), width, height, terms};
     const auto feature = [&](const Bitmap<Float4>& mean, const Bitmap<Float4>& var, float weight) {
@@ -50,7 +55,8 @@ void expectSharedDistancesMatchDirectOnes() {
     };
     const std::array mixed{feature(colour, large, 1.f), feature(levels, variance, 0.5f),
                            feature(colour, variance, 2.f)};
-    const std::array flat{feature(flatLeft, variance, 1.f)};
+    std::array flat{feature(flatLeft, clearedVariance, 1.f)};
+    flat[0].zeroLane = true;
     std::array<float, Window * Window> floorScale;
     for (std::size_t i = 0; i < floorScale.size(); ++i) floorScale[i] = 1.f + float(i);
     nlm::WindowScratch scratch;
@@ -81,8 +87,9 @@ void expectSharedDistancesMatchDirectOnes() {
                         const float m = nlm::featureExponent(features, y * width + x, (y + dy) * width + x + dx,
                                                              floorScale[o]);
                         zeros += m <= 0.f;
+                        const float expected = features.data() == flat.data() && m <= 0.f ? 0.f : m;
                         ASSERT_TRUE(testing::sameBits(Float4(exponents[o * std::size_t(tile.area()) + std::size_t(local)]),
-                                                      Float4(m > 0.f ? m : 0.f)));
+                                                      Float4(expected)));
                     });
                 }
             }

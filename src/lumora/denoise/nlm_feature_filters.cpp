@@ -148,10 +148,13 @@ std::optional<NlmFeatureFilters> NlmFeatureFilters::halved(BatchFilter& batch) c
 void NlmFeatureFilters::refreshViews() {
     views_.clear();
     for (const NlmFeatureFilter& f : filters_) {
-        views_.push_back(NlmFeature{f.mean.data(), f.variance.data(), f.gradient.data(), f.descriptor.bandwidth,
-                                    f.descriptor.floor, f.descriptor.scale, f.descriptor.flags,
-                                    f.zero && isFinite(f.descriptor.bandwidth),
-                                    f.gradientDefined && (f.descriptor.floor > Float4(0.f)).all()});
+        NlmFeature v{f.mean.data(), f.variance.data(), f.gradient.data(), f.descriptor.bandwidth,
+                     f.descriptor.floor, f.descriptor.scale, f.descriptor.flags};
+        v.zero = f.zero && isFinite(f.descriptor.bandwidth);
+        v.zeroLane = f.descriptor.has(FeatureFlag::ClearFourthLane) && std::isfinite(f.descriptor.bandwidth.w()) &&
+                     std::isfinite(f.descriptor.scale.w());
+        v.positiveNormaliser = f.gradientDefined && (f.descriptor.floor > Float4(0.f)).all();
+        views_.push_back(v);
     }
 }
 

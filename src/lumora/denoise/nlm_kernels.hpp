@@ -291,17 +291,17 @@ inline int meansGroup(const MeansTile& t, int x, int y) {
 
 // The lane maxima m[k] of the feature exponent M (M is the largest lane of m[k]) of Pairs vectors
 // of pixels from p on (pixel p + k, or p + 2k and p + 2k + 1 for Float8), each pixel paired with
-// the pixel `shift` further on, floors scaled by floorScale. Returns false, leaving m alone, where
-// every quotient of every pair is at most 0, the features agreeing within their noise: M is then
-// at most 0, and its weight exp(-M), at least 1, never lowers a colour weight, which is at most 1.
+// the pixel `shift` further on, floors scaled by floorScale. Where M is known to be at least 0
+// (atLeastZero), returns false, leaving m alone, where every quotient of every pair is at most 0,
+// the features agreeing within their noise: M is then exactly 0.
 template <class V, int Pairs>
-inline bool featureMaxima(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t p,
-                          std::ptrdiff_t shift, V* m) {
+inline bool featureMaxima(std::span<const NlmFeature> features, float floorScale, bool atLeastZero,
+                          std::ptrdiff_t p, std::ptrdiff_t shift, V* m) {
     using L = Lanes<V>;
     // c * num of each feature that is active and not all zero, before any division.
     V product[kMaxNlmFeatures][Pairs];
     // NaN, or a normaliser that may be 0 or NaN, leaves the quotients to the divisions.
-    V atMostZero = V(floorScale > 0.f ? 0.f : 1.f) <= V(0.f);
+    V atMostZero = V(atLeastZero && floorScale > 0.f ? 0.f : 1.f) <= V(0.f);
     std::size_t n = 0;
     for (const NlmFeature& f : features) {
         if (!f.active() || f.zero) continue;
@@ -343,26 +343,39 @@ inline V positivePart(V m) {
     return select(m <= V(0.f), V(0.f), m);
 }
 
-// The feature exponents of the pixels row + x0 .. row + x1 - 1 to out[x0] .. out[x1 - 1], each
-// stored as 0 where it is not above 0 (see featureMaxima).
+// Whether M is at least 0 for every pair: some active feature gives a quotient of exactly 0 in
+// some lane (see NlmFeature::zero and NlmFeature::zeroLane).
+inline bool exponentAtLeastZero(std::span<const NlmFeature> features, float floorScale) {
+    return std::any_of(features.begin(), features.end(), [&](const NlmFeature& f) {
+        return f.active() && (f.zero || (f.zeroLane && f.positiveNormaliser && floorScale > 0.f));
+    });
+}
+
+// The feature exponents of the pixels row + x0 .. row + x1 - 1 to out[x0] .. out[x1 - 1]. Where M
+// is known to be at least 0 it is stored as its positive part (+0 for -0), and groups of pixels
+// whose quotients are all at most 0 skip their divisions; otherwise M as it is: the colour weights
+// are at most 1, but the tri-filter's perturbed ones may be above it, so a negative M still counts.
 inline void featureExponentRow(std::span<const NlmFeature> features, float floorScale, std::ptrdiff_t row,
                                std::ptrdiff_t shift, int x0, int x1, float* out) {
+    const bool atLeastZero = exponentAtLeastZero(features, floorScale);
     int x = x0;
 #ifdef LUMORA_NLM_FLOAT8
     // Eight pixels at a time, taking their largest lanes together.
     for (; x + 8 <= x1; x += 8) {
         Float8 m[4];
-        if (!featureMaxima<Float8, 4>(features, floorScale, row + x, shift, m)) {
+        if (!featureMaxima<Float8, 4>(features, floorScale, atLeastZero, row + x, shift, m)) {
             Float8(0.f).store(out + x);
             continue;
         }
-        positivePart(largestLanes(m[0], m[1], m[2], m[3])).store(out + x);
+        const Float8 largest = largestLanes(m[0], m[1], m[2], m[3]);
+        (atLeastZero ? positivePart(largest) : largest).store(out + x);
     }
 #endif
     forEachGroup(x, x1, [&]<class V>(int x) {
         V m[1];
-        const bool above = featureMaxima<V, 1>(features, floorScale, row + x, shift, m);
-        Lanes<V>::storeFirst(above ? positivePart(Lanes<V>::hmax(m[0])) : V(0.f), out + x);
+        const bool above = featureMaxima<V, 1>(features, floorScale, atLeastZero, row + x, shift, m);
+        const V largest = Lanes<V>::hmax(m[0]);
+        Lanes<V>::storeFirst(above ? (atLeastZero ? positivePart(largest) : largest) : V(0.f), out + x);
     });
 }
 
