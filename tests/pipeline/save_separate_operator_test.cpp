@@ -1,5 +1,6 @@
-// The picture saver over a fake chain: its report, the file names, and that a failure leaves no
-// file behind. The editor's picture runs check which elements are saved, with alpha and raw data.
+// The picture saver over a fake chain: its report, the file names, and that a failure keeps the
+// pictures written before it. The editor's picture runs check which elements are saved, with alpha
+// and raw data.
 
 #include "lumora/pipeline/save_separate_operator.hpp"
 
@@ -54,19 +55,21 @@ TEST(SaveSeparateOperator, ASingleElementGoesToTheOutputPathMarkedAsRawDataWhere
               std::vector<std::string>{"Image \"" + (f.folder / "Normals.png").string() + "\" has been successfully saved."});
 }
 
-TEST(SaveSeparateOperator, EveryFailureEndsTheJobWithItsWholeMessageAndLeavesNoFile) {
+TEST(SaveSeparateOperator, EveryFailureEndsTheJobWithItsWholeMessageAndKeepsTheEarlierPictures) {
     const ElementInfo key{"Key", ElementLayout::Rgb, 0};
     const ElementInfo missing{"Gone", ElementLayout::Rgb, 0};
-    for (const auto& [elements, output, message] : std::vector<std::tuple<std::vector<ElementInfo>, std::string, std::string>>{
-             {{key}, "folder.v2/", "Well-formed output image path having a file extension is expected."},
-             // The element before the failing one is computed and staged, but not kept.
-             {{key, missing}, "Out.png", "Unable to retrieve output image data of the \"Gone\" render element."}}) {
+    using Case = std::tuple<std::vector<ElementInfo>, std::string, std::string, std::vector<std::string>>;
+    for (const auto& [elements, output, message, kept] : std::vector<Case>{
+             {{key}, "folder.v2/", "Well-formed output image path having a file extension is expected.", {}},
+             // The picture of the element before the failing one stays.
+             {{key, missing}, "Out.png", "Unable to retrieve output image data of the \"Gone\" render element.",
+              {"Out_Key.png"}}}) {
         Fixture f;
         f.save(elements, output);
         EXPECT_EQ(f.errors.texts(), std::vector<std::string>{message}) << output;
         EXPECT_EQ(f.infos.texts(), std::vector<std::string>{}) << output;
-        EXPECT_EQ(f.files.size(), elements.size() - 1) << output;
-        EXPECT_EQ(test::filesIn(f.folder), std::vector<std::string>{}) << output;
+        EXPECT_EQ(f.files, kept) << output;
+        EXPECT_EQ(test::filesIn(f.folder), kept) << output;
     }
 
     Fixture f;

@@ -1,13 +1,7 @@
 #include "lumora/pipeline/save_separate_operator.hpp"
 
-#include <cstring>
-#include <memory>
-
 #include "lumora/foundation/exception.hpp"
-#include "lumora/foundation/temporary_files.hpp"
-#include "lumora/foundation/text.hpp"
 #include "lumora/image/channel_image.hpp"
-#include "lumora/image/exr_loader.hpp"
 
 namespace lumora {
 
@@ -16,10 +10,6 @@ namespace {
 bool isSavable(const ElementInfo& element) {
     return (element.layout == ElementLayout::Rgb || element.layout == ElementLayout::Rgba) &&
            !element.has(ElementFlag::Hidden);
-}
-
-std::string fileFailure(int error, const std::filesystem::path& file) {
-    return rewriteExrErrorMessage(std::string(std::strerror(error)) + ".", file);
 }
 
 }  // namespace
@@ -118,17 +108,15 @@ void SaveSeparateOperator::run() {
     if (output.filename().empty() || output.extension().empty()) {
         throw Exception("Well-formed output image path having a file extension is expected.");
     }
-    if (const auto refused = checkWritableFormat(output, format)) throw Exception(*refused);
     if (elements.empty()) {
         throw Exception("There are not selected any render elements that can be saved. You need to select at least "
                         "one.");
     }
+    if (const auto refused = checkWritableFormat(output, format)) throw Exception(*refused);
     LUMORA_ASSERT(first() != nullptr);
 
-    // With several elements every picture goes to a hidden temporary file first and they are
-    // renamed into place together once all of them are written: a run that fails on one element
-    // leaves none of the new files and keeps the earlier ones.
-    std::vector<std::pair<std::unique_ptr<io::TemporaryFile>, std::filesystem::path>> written;
+    // Each picture is written whole or not at all (the writer renames a finished temporary file
+    // into place); when one element fails, the pictures of the elements before it stay.
     for (const ElementInfo& element : elements) {
         const Bucket region = first()->getRegion();
         const auto bitmap = first()->compute(element, region, 1.f, IOperator::ComputeUpdate);
@@ -138,19 +126,9 @@ void SaveSeparateOperator::run() {
         }
         const Picture picture{*bitmap, keepsAlpha(element, region)};
         const std::filesystem::path file = elements.size() < 2 ? output : elementFileName(output, element);
-        std::filesystem::path target = file;
-        if (elements.size() > 1) {
-            const auto created = io::createTemporarySibling(file, file.extension().native());
-            if (!created) throw Exception(fileFailure(created.error(), file));
-            written.emplace_back(std::make_unique<io::TemporaryFile>(*created), file);
-            target = *created;
-        }
-        const auto saved = saver(target, picture, element.has(ElementFlag::RawData));
-        if (!saved) throw Exception(text::replaceAll(saved.error(), target.string(), file.string()));
+        const auto saved = saver(file, picture, element.has(ElementFlag::RawData));
+        if (!saved) throw Exception(saved.error());
         reportStep();
-    }
-    for (auto& [temporary, file] : written) {
-        if (const int error = temporary->commit(file)) throw Exception(fileFailure(error, file));
     }
 
     reportProgress(1.f);
