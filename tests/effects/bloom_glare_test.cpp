@@ -59,8 +59,9 @@ TEST(BlurLevels, RadiiGrowAndClampPerAxisAndHuesStepBy80Degrees) {
     for (const BlurLevel& level : makeBlurLevels(1, 1, {1.f, 0.f, 0.f, 1.f})) EXPECT_EQ(level.ry, 0);
 }
 
-TEST(Rotation, BufferHoldsTheTurnedImageAndAZeroTurnOnlyShifts) {
+TEST(Rotation, BufferHoldsTheTurnedImageAndAZeroTurnShiftsByHalfAPixel) {
     EXPECT_EQ(rotatedBufferSize(40, 20, 0.f), (Pixel{44, 24}));
+    EXPECT_EQ(rotatedBufferSize(41, 21, 0.f), (Pixel{45, 25}));  // corner positions rounded, not offsets
     EXPECT_EQ(rotatedBufferSize(40, 20, 90.f), (Pixel{24, 44}));
     EXPECT_EQ(rotatedBufferSize(40, 20, 45.f), (Pixel{46, 46}));
 
@@ -69,9 +70,10 @@ TEST(Rotation, BufferHoldsTheTurnedImageAndAZeroTurnOnlyShifts) {
     const Bitmap<Float4> shifted = rotateImage<FloatPixels>(image, 0.f, 9, 8, false);
     for (int y = 0; y < 8; ++y) {
         for (int x = 0; x < 9; ++x) {
-            // Sources on the last row or column, and outside, give zero.
+            // The centre of (x, y) samples the source at (x - 1.5, y - 1.5): the mean of four pixels;
+            // sources on the last row or column, and outside, give zero.
             const bool inside = x >= 2 && x < 6 && y >= 2 && y < 5;
-            EXPECT_EQ(shifted(x, y).x(), inside ? image(x - 2, y - 2).x() : 0.f) << x << "," << y;
+            EXPECT_EQ(shifted(x, y).x(), inside ? image(x - 2, y - 2).x() + 5.5f : 0.f) << x << "," << y;
         }
     }
 }
@@ -101,7 +103,7 @@ TEST(BloomGlare, ResultIsPinnedToTheBitWhateverTheThreads) {
     for (const unsigned flags : {0u, ImageOperatorsFlag::Parallel}) {
         Bitmap<Float4> image = noise(97, 61);
         ASSERT_TRUE(applyBloomGlare(flags, image, settings));
-        EXPECT_EQ(utils::hash(image.data(), image.size() * sizeof(Float4)), 0x679d2a132e78915cu) << flags;
+        EXPECT_EQ(utils::hash(image.data(), image.size() * sizeof(Float4)), 0x96a97f0a84028003u) << flags;
     }
 }
 
@@ -127,12 +129,14 @@ TEST(BloomGlare, OneStreakAtRotationZeroIsHorizontal) {
     settings.streakCount = 1;
     settings.rotation = 0.f;
     ASSERT_TRUE(applyBloomGlare(0, image, settings));
-    // Light reaches 20 pixels along the row but not 3 rows up or down.
-    EXPECT_GT(image(50, 20).x(), 0.f);
-    EXPECT_GT(image(10, 20).x(), 0.f);
-    EXPECT_EQ(image(30, 17).x(), 0.f);
-    EXPECT_EQ(image(30, 23).x(), 0.f);
-    EXPECT_GT(image(30, 20).x(), image(30, 21).x());
+    // Light reaches 20 pixels along the row but not 4 rows up or down; each of the two turns
+    // samples half a pixel off, so the streak runs along the row above the light.
+    EXPECT_GT(image(50, 19).x(), 0.f);
+    EXPECT_GT(image(10, 19).x(), 0.f);
+    EXPECT_EQ(image(30, 15).x(), 0.f);
+    EXPECT_LT(image(30, 23).x(), 1e-9f);
+    EXPECT_GT(image(30, 19).x(), image(30, 20).x());
+    EXPECT_EQ(image(30, 18).x(), image(30, 20).x());
 }
 
 TEST(BloomGlare, BloomKeepsTheLightsEnergyAndIsSymmetric) {

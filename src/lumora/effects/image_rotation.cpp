@@ -31,9 +31,10 @@ Pixel rotatedBufferSize(int width, int height, float angleDegrees) {
     const float hy = static_cast<float>(height) * 0.5f;
     const float corners[4][2] = {{-hx, -hy}, {hx, -hy}, {-hx, hy}, {hx, hy}};
     long minX = 0, maxX = 0, minY = 0, maxY = 0;
+    // The corners turned about the centre, each position rounded.
     for (int i = 0; i < 4; ++i) {
-        const long x = std::lround(t.c * corners[i][0] - t.s * corners[i][1]);
-        const long y = std::lround(t.s * corners[i][0] + t.c * corners[i][1]);
+        const long x = std::lround(hx + (t.c * corners[i][0] - t.s * corners[i][1]));
+        const long y = std::lround(hy + (t.s * corners[i][0] + t.c * corners[i][1]));
         minX = i == 0 ? x : std::min(minX, x), maxX = i == 0 ? x : std::max(maxX, x);
         minY = i == 0 ? y : std::min(minY, y), maxY = i == 0 ? y : std::max(maxY, y);
     }
@@ -48,13 +49,15 @@ void rotateImage(BitmapView<const typename S::Pixel> src, float angleDegrees, Bi
     const int sw = src.width();
     const int sh = src.height();
 
-    // Source position, in pixel-index units (a pixel's centre at its integer coordinates), of
-    // the centre of destination pixel (0, 0), and its steps along a row and from row to row.
+    // Source position of the centre of destination pixel (0, 0), turned about the centres of both
+    // images, and its steps along a row and from row to row. The position is taken as it is for
+    // the bilinear weights (pixel i spans [i, i + 1), yet its weight is 1 at i), so even a turn by
+    // 0 blends each pixel half and half with its right and lower neighbours.
     const Turn t = turn(angleDegrees);
     const float dx = 0.5f - static_cast<float>(width) * 0.5f;
     const float dy = 0.5f - static_cast<float>(height) * 0.5f;
-    const float originX = t.c * dx - t.s * dy + static_cast<float>(sw) * 0.5f - 0.5f;
-    const float originY = t.s * dx + t.c * dy + static_cast<float>(sh) * 0.5f - 0.5f;
+    const float originX = t.c * dx - t.s * dy + static_cast<float>(sw) * 0.5f;
+    const float originY = t.s * dx + t.c * dy + static_cast<float>(sh) * 0.5f;
     const float limitX = static_cast<float>(sw - 1);
     const float limitY = static_cast<float>(sh - 1);
 
