@@ -145,6 +145,7 @@ TEST(LutFile, LookupInterpolatesExtrapolatesAndBlends) {
     Lut lut;
     ASSERT_EQ(lut.load(doubling, 1.f, 1.f, kPlain), LutStatus::Success);
     EXPECT_FLOAT_EQ(lut.apply(Float4(0.3f, 0.6f, 0.9f, 0.f))[1], 1.2f);
+    EXPECT_EQ(lut.apply(Float4(0.3f, 0.6f, 0.9f, 0.7f))[3], 0.7f);  // alpha is not graded
     EXPECT_NEAR(lut.apply(Float4(1.5f, 0.f, 0.f, 0.f))[0], 3.f, 1e-5f);  // slope of the last 0.2
     EXPECT_EQ(lut.apply(Float4(1.5f, 0.f, 0.f, 0.f))[1], 0.f);  // channels in range only interpolate
     Lut half;

@@ -160,7 +160,10 @@ Float4 Lut::apply(Float4 x) const {
     if (tables_->lut1d) v = lookup1d(*tables_->lut1d, v);
     if (tables_->lut3d) v = lookup3d(*tables_->lut3d, v);
     if (sqrtSpace) v = v * v;
-    return Float4(opacity_) * v + Float4(1.f - opacity_) * x;
+    // A table grades colours: the fourth lane (alpha in a picture) passes as it came, where the
+    // tables' entries, which have no fourth value, would blend it towards 0.
+    const Float4 graded = Float4(opacity_) * v + Float4(1.f - opacity_) * x;
+    return Float4(graded.x(), graded.y(), graded.z(), x.w());
 }
 
 }  // namespace lumora
