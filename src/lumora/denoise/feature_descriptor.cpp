@@ -38,8 +38,8 @@ const FeatureDescriptor& getFeatureDescriptor(FeatureType type) {
                                            FeatureType::VisibleNormals,
                                            "visibleNormals",
                                            bits({Prefilter, Active})};
-    static const FeatureDescriptor diffuse{inverseSquare(getFeatureWidth(VisibleDiffuse)), Float4(0.0001f), Float4(1.f),
-                                           FeatureType::VisibleDiffuse, "visibleDiffuse",
+    static const FeatureDescriptor diffuse{inverseSquare(getFeatureWidth(VisibleDiffuse)), Float4(0.0001f),
+                                           Float4(1.f), FeatureType::VisibleDiffuse, "visibleDiffuse",
                                            bits({Prefilter, ClearFourthLane, Active})};
     static const FeatureDescriptor hybrid{inverseSquare(getFeatureWidth(Hybrid)), Float4(0.002f), Float4(1.f),
                                           FeatureType::Hybrid, "hybrid",

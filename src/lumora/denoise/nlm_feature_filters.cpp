@@ -151,9 +151,9 @@ void NlmFeatureFilters::refreshViews() {
         NlmFeature v{f.mean.data(), f.variance.data(), f.gradient.data(), f.descriptor.bandwidth,
                      f.descriptor.floor, f.descriptor.scale, f.descriptor.flags};
         v.zero = f.zero && isFinite(f.descriptor.bandwidth);
-        v.zeroLane = f.descriptor.has(FeatureFlag::ClearFourthLane) && std::isfinite(f.descriptor.bandwidth.w()) &&
-                     std::isfinite(f.descriptor.scale.w());
         v.positiveNormaliser = f.gradientDefined && (f.descriptor.floor > Float4(0.f)).all();
+        v.zeroLane = v.positiveNormaliser && f.descriptor.has(FeatureFlag::ClearFourthLane) &&
+                     std::isfinite(f.descriptor.bandwidth.w()) && std::isfinite(f.descriptor.scale.w());
         views_.push_back(v);
     }
 }

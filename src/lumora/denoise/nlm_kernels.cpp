@@ -28,11 +28,11 @@ namespace lumora::nlm::avx2 {
 // Templates instantiated where they are used would be compiled after the region, so every one
 // of them is instantiated here.
 template bool featureMaxima<Float4, 1>(std::span<const NlmFeature>, float, bool, std::ptrdiff_t, std::ptrdiff_t,
-                                          Float4*);
+                                       Float4*);
 template bool featureMaxima<Float8, 1>(std::span<const NlmFeature>, float, bool, std::ptrdiff_t, std::ptrdiff_t,
-                                          Float8*);
+                                       Float8*);
 template bool featureMaxima<Float8, 4>(std::span<const NlmFeature>, float, bool, std::ptrdiff_t, std::ptrdiff_t,
-                                          Float8*);
+                                       Float8*);
 template Float4 positivePart<Float4>(Float4);
 template Float8 positivePart<Float8>(Float8);
 template void triPixels<13, 7, Float4>(const TriTile&, int, int, const OffsetRange&);

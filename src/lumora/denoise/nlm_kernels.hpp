@@ -347,7 +347,7 @@ inline V positivePart(V m) {
 // some lane (see NlmFeature::zero and NlmFeature::zeroLane).
 inline bool exponentAtLeastZero(std::span<const NlmFeature> features, float floorScale) {
     return std::any_of(features.begin(), features.end(), [&](const NlmFeature& f) {
-        return f.active() && (f.zero || (f.zeroLane && f.positiveNormaliser && floorScale > 0.f));
+        return f.active() && (f.zero || (f.zeroLane && floorScale > 0.f));
     });
 }
 

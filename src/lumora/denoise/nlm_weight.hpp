@@ -39,9 +39,9 @@ struct NlmFeature {
     // Mean and variance are 0 at every pixel (a feature the scene does not have, such as hair ids
     // without hair) and the weight is finite: every pair then gives exactly +0 in all lanes.
     bool zero = false;
-    // One lane of mean and variance is 0 at every pixel (a cleared fourth lane) and its weight is
-    // finite: with a normaliser above 0 that lane's quotient is exactly 0 for every pair, so M is
-    // at least 0.
+    // One lane of mean and variance is 0 at every pixel (a cleared fourth lane), its weight and
+    // cancellation are finite and the normaliser is positive (positiveNormaliser): for any floor
+    // scale above 0 that lane's quotient is exactly 0 for every pair, so M is at least 0.
     bool zeroLane = false;
     // The normaliser max(b * s, G) is above 0 at every pixel for any floor scale s > 0: G has no NaN
     // and b is above 0. A quotient's sign is then that of c * num.
